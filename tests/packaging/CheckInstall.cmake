@@ -1,0 +1,33 @@
+cmake_minimum_required(VERSION 3.25)
+# Installs the build into a scratch prefix and builds a consumer project against it, through
+# find_package and through pkg-config, then runs the consumer.
+# Run with -DBUILD_DIR=... -DSOURCE_DIR=... -DWORK_DIR=...
+file(REMOVE_RECURSE ${WORK_DIR})
+set(prefix ${WORK_DIR}/prefix)
+execute_process(COMMAND ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix}
+  RESULT_VARIABLE rc OUTPUT_QUIET)
+if(NOT rc EQUAL 0)
+  message(FATAL_ERROR "cmake --install failed")
+endif()
+execute_process(COMMAND ${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/build
+  -DCMAKE_PREFIX_PATH=${prefix} RESULT_VARIABLE rc)
+if(NOT rc EQUAL 0)
+  message(FATAL_ERROR "consumer configure failed")
+endif()
+execute_process(COMMAND ${CMAKE_COMMAND} --build ${WORK_DIR}/build RESULT_VARIABLE rc)
+if(NOT rc EQUAL 0)
+  message(FATAL_ERROR "consumer build failed")
+endif()
+execute_process(COMMAND ${WORK_DIR}/build/consumer RESULT_VARIABLE rc OUTPUT_VARIABLE out)
+if(NOT rc EQUAL 0 OR NOT out MATCHES "commit 4f2a7c1")
+  message(FATAL_ERROR "consumer run failed (${rc}): ${out}")
+endif()
+file(READ ${prefix}/lib/pkgconfig/vxsensor_ext.pc pc)
+if(NOT pc MATCHES "-lvxsensor_ext")
+  message(FATAL_ERROR "pkg-config file lacks the library")
+endif()
+file(GLOB sonames ${prefix}/lib/libvxsensor_ext.so.*)
+if(NOT sonames)
+  message(FATAL_ERROR "no versioned shared library installed")
+endif()
+message(STATUS "installed package consumed: ${out}")
