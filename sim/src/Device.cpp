@@ -1,0 +1,35 @@
+// Emulated devices: identity, the responder that plays the device side, and the exchange log.
+#include "vxsim/Emulator.h"
+
+namespace vxsim {
+
+Reply Reply::transportFailure(std::string message) {
+    Reply reply;
+    reply.transportError = true;
+    reply.errorMessage = std::move(message);
+    return reply;
+}
+
+bool Responder::structuredData(uint32_t /*propertyId*/, std::vector<uint8_t>& /*out*/) {
+    return false;
+}
+
+Reply FunctionResponder::exchange(const std::vector<uint8_t>& request, uint32_t capacity) {
+    return handler_(request, capacity);
+}
+
+Device::Device(Identity identity) : identity_(std::move(identity)) {}
+
+Device::~Device() = default;
+
+// Every handle the emulator gives out is a Device, so the downcast is safe for them; a null
+// handle stays null so the host functions can report it.
+Device* Device::fromHandle(vx_device_t* device) {
+    return static_cast<Device*>(device);
+}
+
+void Device::setResponder(std::shared_ptr<Responder> responder) {
+    responder_ = std::move(responder);
+}
+
+}  // namespace vxsim

@@ -1,0 +1,47 @@
+// A test fixture that starts every test with a clean emulated host: no log lines, no failure
+// switches, and live-object counts taken as the baseline for leak checks.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "vxsim/Emulator.h"
+#include "vxsim/Wire.h"
+
+class SimTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        host().reset();
+        errorsAtStart_ = host().liveErrors();
+        infosAtStart_ = host().liveDeviceInfos();
+    }
+
+    void TearDown() override {
+        EXPECT_EQ(host().liveErrors(), errorsAtStart_) << "host error objects leaked";
+        EXPECT_EQ(host().liveDeviceInfos(), infosAtStart_) << "device-information objects leaked";
+    }
+
+    static vxsim::Host& host() { return vxsim::Host::instance(); }
+
+    // Log lines whose message contains `needle`.
+    static std::vector<vxsim::LogLine> logLinesWith(const std::string& needle) {
+        std::vector<vxsim::LogLine> found;
+        for (const vxsim::LogLine& line : host().logLines()) {
+            if (line.message.find(needle) != std::string::npos) {
+                found.push_back(line);
+            }
+        }
+        return found;
+    }
+
+    // A device whose answers come from `handler`.
+    static void script(vxsim::Device& device, vxsim::FunctionResponder::Handler handler) {
+        device.setResponder(std::make_shared<vxsim::FunctionResponder>(std::move(handler)));
+    }
+
+private:
+    int errorsAtStart_ = 0;
+    int infosAtStart_ = 0;
+};
