@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# Installs the Debian packages the build needs, only those missing. Sourced by the other scripts.
+#   need_packages pkg...   installs what is not installed yet
+set -euo pipefail
+
+need_packages() {
+    local missing=()
+    for pkg in "$@"; do
+        dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q "ok installed" || missing+=("$pkg")
+    done
+    [ ${#missing[@]} -eq 0 ] && return 0
+    echo "Installing: ${missing[*]}"
+    local sudo=""
+    [ "$(id -u)" -eq 0 ] || sudo="sudo"
+    # One foreign-architecture index may fail to update; what is needed still installs.
+    $sudo apt-get update -qq || true
+    DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
+}
+
+NATIVE_PACKAGES=(cmake make g++ pkg-config libfmt-dev libgtest-dev libgmock-dev)
+CROSS_PACKAGES=(g++-arm-linux-gnueabihf qemu-user libc6-dev:armhf libfmt-dev:armhf
+                libgtest-dev:armhf libgmock-dev:armhf)
+
+need_native() { need_packages "${NATIVE_PACKAGES[@]}"; }
+
+need_cross() {
+    local sudo=""
+    [ "$(id -u)" -eq 0 ] || sudo="sudo"
+    if ! dpkg --print-foreign-architectures | grep -qx armhf; then
+        $sudo dpkg --add-architecture armhf
+        $sudo apt-get update -qq || true
+    fi
+    need_packages "${CROSS_PACKAGES[@]}"
+}
