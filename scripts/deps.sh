@@ -18,7 +18,7 @@ need_packages() {
 }
 
 NATIVE_PACKAGES=(cmake make g++ pkg-config libfmt-dev libgtest-dev libgmock-dev)
-CROSS_PACKAGES=(g++-arm-linux-gnueabihf qemu-user libc6-dev:armhf libfmt-dev:armhf
+CROSS_PACKAGES=(g++-arm-linux-gnueabihf qemu-user libfmt-dev:armhf
                 libgtest-dev:armhf libgmock-dev:armhf)
 
 need_native() { need_packages "${NATIVE_PACKAGES[@]}"; }
