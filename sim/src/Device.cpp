@@ -28,6 +28,14 @@ Device* Device::fromHandle(vx_device_t* device) {
     return static_cast<Device*>(device);
 }
 
+// A failed exchange is accounted too: the request went out and the caller waited for it.
+void Device::record(Exchange exchange) {
+    if (link_) {
+        modelledSeconds_ += link_->seconds(exchange.request.size(), exchange.response.size());
+    }
+    exchanges_.push_back(std::move(exchange));
+}
+
 void Device::setResponder(std::shared_ptr<Responder> responder) {
     responder_ = std::move(responder);
 }

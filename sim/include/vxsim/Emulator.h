@@ -9,6 +9,7 @@
 //
 // Process-wide host state (log lines, live-object counts, failure switches) lives in
 // vxsim::Host::instance(). Everything is meant for one thread at a time, like the extension.
+// Ready-made cameras: vxsim/VirtualCamera.h and the catalog in vxsim/Models.h (see sim/README.md).
 #pragma once
 
 #include <cstdint>
@@ -21,6 +22,7 @@
 #include <vector>
 
 #include "vxsensor/vx_host.h"
+#include "vxsim/LinkModel.h"
 
 // The opaque host objects are plain structs that the emulator's classes derive from, so a
 // handle converts to its object without any cast of raw memory.
@@ -97,12 +99,21 @@ public:
     // Without a responder every request fails as a transport error.
     void setResponder(std::shared_ptr<Responder> responder);
     Responder* responder() const { return responder_.get(); }
+    // The same responder shared, for wrapping it (see attachFaults in vxsim/Faults.h).
+    std::shared_ptr<Responder> sharedResponder() const { return responder_; }
 
     const std::vector<Exchange>& exchanges() const { return exchanges_; }
     void clearExchanges() { exchanges_.clear(); }
 
+    // The link the device is reached over. Every exchange from then on adds the time the link
+    // would take (see vxsim/LinkModel.h); clearing the exchange log keeps the sum.
+    void setLinkModel(std::optional<LinkModel> link) { link_ = std::move(link); }
+    const std::optional<LinkModel>& linkModel() const { return link_; }
+    double modelledSeconds() const { return modelledSeconds_; }
+    void resetModelledTime() { modelledSeconds_ = 0.0; }
+
     // Used by the host functions; not for applications.
-    void record(Exchange exchange) { exchanges_.push_back(std::move(exchange)); }
+    void record(Exchange exchange);
     std::string& extensionInfoText() { return extensionInfoText_; }
 
 private:
@@ -110,6 +121,8 @@ private:
     std::shared_ptr<Responder> responder_;
     std::vector<Exchange> exchanges_;
     std::string extensionInfoText_;
+    std::optional<LinkModel> link_;
+    double modelledSeconds_ = 0.0;
 };
 
 // Every host function that can fail through its vx_error** argument.
