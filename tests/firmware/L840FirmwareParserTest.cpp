@@ -1,0 +1,164 @@
+// L840 containers: damage is refused with the message for its kind, valid containers come back
+// field for field, and no mutated input escapes as anything but the firmware exception.
+#include "firmware/L840FirmwareParser.h"
+
+#include <random>
+#include <string>
+#include <vector>
+
+#include "builders/L840Container.h"
+#include "common/VxExceptionExt.h"
+#include "support/SimTest.h"
+
+using namespace libvxsensor;
+
+namespace {
+
+const std::string kHeader =
+    "Parse firmware data failed!\nInvalid input data or data has been damaged";
+const std::string kData = "Parse firmware data failed\nInvalid input data or data has been damaged";
+const std::string kSum = "Checksum mismatch!\nInvalid input file or file has been damaged";
+
+L840FirmwareParser parse(const std::vector<uint8_t>& file) {
+    return L840FirmwareParser(file.data(), static_cast<uint32_t>(file.size()));
+}
+
+std::vector<uint8_t> bytes(size_t n, uint8_t seed) {
+    std::vector<uint8_t> v(n);
+    for (size_t i = 0; i < n; ++i) v[i] = static_cast<uint8_t>(seed + i * 7);
+    return v;
+}
+
+}  // namespace
+
+class L840FirmwareParserTest : public SimTest {};
+
+TEST_F(L840FirmwareParserTest, DamagedContainersAreRefusedWithTheirMessage) {
+    const L840Component big = L840Component().data(bytes(4096, 1));
+    using C = L840Container;
+    using R = L840Component;
+    const struct {
+        const char* what;
+        std::vector<uint8_t> file;
+        const std::string& message;
+    } cases[] = {
+        {"3-byte file", {64, 0, 0}, kHeader},
+        {"header size 129", C().headerSize(129).component(big).build(), kHeader},
+        {"marker wrong", C().marker(0xFFFFFFFE).build(), kHeader},
+        {"record header past end", C().component(R()).truncateTo(64 + 127).build(), kHeader},
+        {"record header 129", C().component(R().headerSize(129)).build(), kHeader},
+        // A lying count must end where the file does, not reserve or loop on it.
+        {"count beyond the records", C().component(R()).count(0xFFFFFFFF).build(), kHeader},
+        {"empty records, huge count", C().count(0xFFFFFFFF).trailing({0, 0, 0, 0}).build(),
+         kHeader},
+        {"data one byte past end", C().component(R().claimedLength(5)).build(), kData},
+        {"data length near 4 GiB", C().component(R().claimedLength(0xFFFFFFF0)).build(), kData},
+        {"checksum off by one", C().component(R(big).checksumOffBy(1)).build(), kSum},
+    };
+    for (const auto& c : cases) {
+        try {
+            parse(c.file);
+            ADD_FAILURE() << c.what << ": accepted";
+        } catch (const mismatch_firmware_exception_ext& e) {
+            EXPECT_EQ(e.what(), c.message) << c.what;
+        }
+    }
+    EXPECT_EQ(logLinesWith("Checksum mismatch!").size(), 1u) << "the refusal is logged";
+}
+
+TEST_F(L840FirmwareParserTest, ZeroComponentsGiveAnEmptyListAndTheHeaderFields) {
+    const L840FirmwareParser parser(parse(L840Container()
+                                              .date("20250408123000")
+                                              .serial("SN-0840-00000077")
+                                              .trailing(bytes(9, 3))
+                                              .build()));
+    EXPECT_TRUE(parser.getFirmwareDataList().empty());
+    EXPECT_EQ(parser.getFileHeader().headerSize(), 64u);
+    EXPECT_EQ(parser.getFileHeader().dateTime(), "20250408123000");
+    EXPECT_EQ(parser.getFileHeader().serial(), "SN-0840-00000077");  // fills the field
+}
+
+TEST_F(L840FirmwareParserTest, ProductIdsDecideWhichDevicesAComponentFits) {
+    const struct {
+        std::vector<uint16_t> slots, fits, refuses;
+    } cases[] = {
+        {{}, {0x0800, 0x0001, 0xFFFF}, {}},
+        {{0x0800}, {0x0800}, {0x0801, 0x0000, 0xFFFF}},
+        {{0x0800, 0, 0x0803}, {0x0800, 0x0803}, {0x0801, 0}},
+        {{0x0800, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x0805}, {0x0805}, {0x0801}},
+    };
+    for (const auto& c : cases) {
+        const L840FirmwareParser parser(
+            parse(L840Container().component(L840Component().pids(c.slots)).build()));
+        const L840FirmwareData& fw = parser.getFirmwareDataList().at(0);
+        for (uint16_t pid : c.fits)
+            EXPECT_TRUE(L840FirmwareParser::isFirmwareDataAdaptable(fw, pid)) << pid;
+        for (uint16_t pid : c.refuses)
+            EXPECT_FALSE(L840FirmwareParser::isFirmwareDataAdaptable(fw, pid)) << pid;
+    }
+    // A record header cut before the ids: the rest of the area reads as zero, not as the data
+    // that follows, and the empty id table fits every device.
+    const L840FirmwareParser cut(
+        parse(L840Container().component(L840Component().headerSize(104).pids({1, 2})).build()));
+    const L840FirmwareData& fw = cut.getFirmwareDataList().at(0);
+    EXPECT_EQ(fw.pid(0), kL840AnyProduct);
+    EXPECT_EQ(fw.pid(1), 0u);
+    EXPECT_EQ(fw.name(), "main");
+}
+
+TEST_F(L840FirmwareParserTest, ComponentsComeBackAsBuilt) {
+    const struct {
+        std::string name, version;
+        uint64_t address;
+        uint32_t writeSize;
+        std::vector<uint8_t> data;
+    } expected[] = {
+        {"boot", "1.0.3", 0x0, 300, bytes(1000, 0x80)},  // byte sum past 16 bits
+        {std::string(64, 'n'), "2.10.0-beta.1234", 0x1'2345'6789'ABCDull, 0x1000, bytes(17, 0xF0)},
+        {"empty", "0.0.1", 0x100000, 0, {}},
+    };
+    L840Container container;
+    container.headerSize(128).trailing(bytes(33, 9));  // records start at the declared header size
+    for (const auto& e : expected) {
+        container.component(L840Component().name(e.name).version(e.version).address(e.address)
+                                .writeSize(e.writeSize).data(e.data));
+    }
+    const L840FirmwareParser parser(parse(container.build()));
+    ASSERT_EQ(parser.getFirmwareDataList().size(), 3u);
+    for (size_t i = 0; i < 3; ++i) {
+        const L840FirmwareData& fw = parser.getFirmwareDataList()[i];
+        EXPECT_EQ(fw.name(), expected[i].name) << i;  // the 64-char name has no terminator
+        EXPECT_EQ(fw.version(), expected[i].version) << i;
+        EXPECT_EQ(fw.flashAddress(), expected[i].address) << i;
+        EXPECT_EQ(fw.writeSize(), expected[i].writeSize) << i;
+        EXPECT_EQ(fw.data, expected[i].data) << i;
+    }
+}
+
+TEST_F(L840FirmwareParserTest, MutatedContainersEitherParseOrThrowTheFirmwareException) {
+    const std::vector<uint8_t> base =
+        L840Container()
+            .component(L840Component().data(bytes(40, 5)).pids({0x0800}))
+            .component(L840Component().headerSize(60).data(bytes(8, 1)))
+            .build();
+    std::mt19937 rng(840);
+    int parsed = 0;
+    for (int round = 0; round < 400; ++round) {
+        std::vector<uint8_t> file = base;
+        for (uint32_t k = 0, edits = 1 + rng() % 4; k < edits; ++k) {
+            // Mostly header bytes, where sizes and counts live.
+            const size_t at = rng() % 2 ? rng() % 140 : rng() % file.size();
+            const uint8_t choices[] = {0x00, 0xFF, 0x80, 0x7F, static_cast<uint8_t>(rng())};
+            file[at] = choices[rng() % 5];
+        }
+        if (round % 3 == 0) file.resize(rng() % (file.size() + 1));
+        try {
+            parse(file);
+            ++parsed;
+        } catch (const mismatch_firmware_exception_ext&) {
+        } catch (const std::exception& e) {
+            ADD_FAILURE() << "round " << round << ": " << e.what();
+        }
+    }
+    EXPECT_GT(parsed, 0) << "the mutations should not all be fatal";
+}
