@@ -1,85 +1,105 @@
-// A first look at the wire: sends a few vendor requests to an emulated camera through the
-// library's protocol layer and prints every exchange as the host saw it.
+// Writes a flash region of an emulated L840-series camera through the library's exported C
+// functions, verifies it by reading it back, and shows the progress received and a summary of
+// what went over the wire.
 #include <cstdio>
-#include <map>
-#include <memory>
+#include <cstring>
+#include <random>
+#include <string>
 #include <vector>
 
-#include "vendorcommand/Protocol.h"
-#include "vxsim/Emulator.h"
-#include "vxsim/Wire.h"
-
-namespace proto = libvxsensor::protocol;
-namespace wire = vxsim::wire;
+#include "vxsensor/vx_extension.h"
+#include "vxsim/Models.h"
+#include "vxsim/Trace.h"
 
 namespace {
 
-// Just enough of a camera for the demo: integer properties that can be read and set.
-class PropertyCamera : public vxsim::Responder {
-public:
-    vxsim::Reply exchange(const std::vector<uint8_t>& bytes, uint32_t) override {
-        const auto request = wire::parseRequest(bytes);
-        if (!request) return vxsim::Reply::transportFailure("not a vendor request");
-        const uint32_t id = request->u32(0);
-        if (request->opcode == wire::SetProperty) {
-            properties_[id] = request->u32(4);
-            return wire::okReply(*request);
-        }
-        if (request->opcode == wire::GetProperty) {
-            const auto it = properties_.find(id);
-            if (it == properties_.end()) return wire::statusReply(*request, 0x0021, "no such property");
-            std::vector<uint8_t> data;
-            wire::putLe32(data, it->second);
-            data.resize(20, 0);  // current value, then min/max/step/default the library ignores
-            return wire::okReply(*request, data);
-        }
-        return wire::statusReply(*request, 0x0010, "opcode not supported");
-    }
-
-private:
-    std::map<uint32_t, uint32_t> properties_{{133, 1}};
+struct WriteProgress {
+    int lastState = 99;
+    int reports = 0;
 };
 
-void printBytes(const char* label, const std::vector<uint8_t>& bytes) {
-    std::printf("    %s", label);
-    for (uint8_t b : bytes) std::printf(" %02x", b);
-    std::printf("\n");
+const char* stateName(int state) {
+    switch (state) {
+        case VX_DATA_TRAN_STATE_TRANSFERRING: return "transferring";
+        case VX_DATA_TRAN_STATE_VERIFYING: return "verifying";
+        case VX_DATA_TRAN_STATE_DONE: return "done";
+        case VX_DATA_TRAN_STATE_VERIFY_DONE: return "verify done";
+        case VX_DATA_TRAN_STATE_FAILED: return "FAILED";
+        case VX_DATA_TRAN_STATE_VERIFY_FAILED: return "VERIFY FAILED";
+        default: return "?";
+    }
 }
 
-void send(vx_device_t* device, const char* what, std::vector<uint8_t>& request, uint16_t length) {
-    std::vector<uint8_t> response(1024);
-    uint16_t received = 0;
-    const proto::HpStatus status = proto::execute(device, request.data(), length, response.data(), &received);
-    std::printf("%-34s -> status %d%s%s\n", what, static_cast<int>(status.statusCode),
-                status.msg.empty() ? "" : ": ", status.msg.c_str());
+// Prints one line per state change and the last percentage of each phase.
+void onWrite(VXDataTranState state, uint8_t percent, void* user) {
+    auto* progress = static_cast<WriteProgress*>(user);
+    ++progress->reports;
+    if (state != progress->lastState || percent == 100 || state < 0) {
+        std::printf("  %-13s %3u%%\n", stateName(state), percent);
+    }
+    progress->lastState = state;
+}
+
+struct ReadBack {
+    std::vector<uint8_t> data;
+};
+
+void onRead(VXDataTranState state, VXDataChunk* chunk, void* user) {
+    if (state == VX_DATA_TRAN_STATE_TRANSFERRING) {
+        auto& data = static_cast<ReadBack*>(user)->data;
+        data.insert(data.end(), chunk->data, chunk->data + chunk->size);
+    }
 }
 
 }  // namespace
 
-int main() {
-    vxsim::Device camera({0x3A6E, 0x0840, "USB3.0", "1.7.16", {}});
-    camera.setResponder(std::make_shared<PropertyCamera>());
-    std::vector<uint8_t> request(1024);
+int main(int argc, char** argv) {
+    const std::string model = argc > 1 ? argv[1] : "l840,conn=USB2.0,fw=1.7.16";
+    const uint32_t offset = 0x200000;
+    const uint32_t size = 256 * 1024;
 
-    proto::initGetPropertyReq(request.data(), 133);
-    send(camera.handle(), "get property 133 (recovery mode)", request, 12);
-    proto::initSetPropertyReq(request.data(), 213, 1);
-    send(camera.handle(), "set property 213 = 1", request, 16);
-    proto::initGetPropertyReq(request.data(), 213);
-    send(camera.handle(), "get property 213", request, 12);
-    proto::initGetPropertyReq(request.data(), 999);
-    send(camera.handle(), "get property 999 (unknown)", request, 12);
-    proto::initEraseFlashReq(request.data(), 0xA1000, 4096);
-    send(camera.handle(), "erase flash (not served here)", request, 16);
-
-    std::printf("\nWhat went over the wire (%zu exchanges):\n", camera.exchanges().size());
-    for (const vxsim::Exchange& e : camera.exchanges()) {
-        const auto request_ = wire::parseRequest(e.request);
-        std::printf("  %s id=%u sent=%zu received=%u of %u\n",
-                    wire::opcodeName(request_ ? request_->opcode : 0),
-                    request_ ? request_->requestId : 0, e.request.size(), e.reportedLength, e.capacity);
-        printBytes("request ", e.request);
-        printBytes("response", e.response);
+    // The application tells the library which product ids form the run-time device groups.
+    for (const auto& [group, records] : vxsim::groupRecords()) {
+        vx_error* error = nullptr;
+        vx_set_device_info_data(group, records.data(), static_cast<uint32_t>(records.size()), &error);
+        if (error != nullptr) vx_delete_error(error);
     }
-    return 0;
+    auto camera = vxsim::makeCamera(model);
+    if (auto link = vxsim::linkPreset(camera->device().identity().connectionType)) {
+        camera->device().setLinkModel(*link);
+    }
+    std::printf("Emulated camera: %s (%s, firmware %s), library %s\n",
+                camera->model().productName.c_str(),
+                camera->device().identity().connectionType.c_str(),
+                camera->device().identity().firmwareVersion.c_str(), vx_get_commit_hash());
+
+    std::vector<uint8_t> image(size);
+    std::mt19937 rng(1);
+    for (auto& b : image) b = static_cast<uint8_t>(rng());
+
+    std::printf("\nvx_device_write_flash: %u bytes at 0x%06X, verified by read-back\n", size, offset);
+    WriteProgress progress;
+    vx_device_write_flash(camera->handle(), offset, image.data(), size, onWrite, false, &progress);
+    std::printf("  %d progress reports\n", progress.reports);
+
+    std::printf("\nvx_device_read_flash: the same range\n");
+    ReadBack back;
+    vx_device_read_flash(camera->handle(), offset, size, onRead, false, &back);
+    const bool same = back.data == image;
+    std::printf("  read %zu bytes: %s\n", back.data.size(), same ? "identical to the image" : "DIFFERENT");
+
+    const vxsim::TraceSummary s = vxsim::summarizeExchanges(camera->device());
+    std::printf("\nOn the wire: %llu exchanges, %llu bytes sent, %llu received, %llu errors\n",
+                static_cast<unsigned long long>(s.exchanges),
+                static_cast<unsigned long long>(s.bytesSent),
+                static_cast<unsigned long long>(s.bytesReceived),
+                static_cast<unsigned long long>(s.transportErrors + s.deviceErrors));
+    for (const auto& [opcode, count] : s.perOpcode) {
+        std::printf("  %-20s %llu\n", vxsim::wire::opcodeName(opcode), static_cast<unsigned long long>(count));
+    }
+    if (camera->device().linkModel()) {
+        std::printf("A real %s link would have taken about %.2f s.\n",
+                    camera->device().linkModel()->name.c_str(), camera->device().modelledSeconds());
+    }
+    return same && progress.lastState == VX_DATA_TRAN_STATE_DONE ? 0 : 1;
 }

@@ -17,7 +17,7 @@ need_packages() {
     DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
 }
 
-NATIVE_PACKAGES=(cmake make g++ pkg-config libfmt-dev libgtest-dev libgmock-dev)
+NATIVE_PACKAGES=(cmake make g++ pkg-config libfmt-dev libgtest-dev libgmock-dev libbenchmark-dev)
 CROSS_PACKAGES=(g++-arm-linux-gnueabihf qemu-user libfmt-dev:armhf
                 libgtest-dev:armhf libgmock-dev:armhf)
 

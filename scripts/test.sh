@@ -11,7 +11,8 @@ what=${1:-all}
 
 echo "== Native build and tests"
 need_native
-cmake -S . -B build/native -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVXSENSOR_WERROR=ON
+cmake -S . -B build/native -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVXSENSOR_WERROR=ON \
+      -DVXSENSOR_BUILD_BENCH=ON
 cmake --build build/native -j"$jobs"
 ctest --test-dir build/native --output-on-failure -j"$jobs"
 

@@ -1,0 +1,28 @@
+// RAII access to the host's device-information object: obtained once, released on every path.
+// Each read goes through check_vx_error, so a host failure becomes an exception.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "vxsensor/vx_host.h"
+
+namespace libvxsensor {
+
+class DeviceInfo {
+public:
+    explicit DeviceInfo(vx_device_t* device);
+    ~DeviceInfo();
+    DeviceInfo(const DeviceInfo&) = delete;
+    DeviceInfo& operator=(const DeviceInfo&) = delete;
+
+    uint16_t vid() const;
+    uint16_t pid() const;
+    std::string connectionType() const;
+    std::string firmwareVersion() const;
+
+private:
+    vx_device_info* info_;
+};
+
+}  // namespace libvxsensor
