@@ -2,10 +2,64 @@
 // function objects here, and exceptions are turned into states and error objects here only.
 #include "vxsensor/vx_extension.h"
 
+#include <cstdio>
+#include <memory>
+#include <new>
+#include <vector>
+
 #include "DevicePidAndMap.h"
+#include "ExceptionTranslation.h"
+#include "firmware/FirmwareUpdaterFactory.h"
 #include "vendorcommand/VendorCommand.h"
 
 using namespace libvxsensor;
+
+namespace {
+
+constexpr int kTypeFileUnreadable = 7;
+constexpr const char* kFirmwareFileMessage = "Failed to read firmware file";
+
+// The caller's plain callback as the library's function object; silent when there is none.
+UpgradeCallback upgradeWrapper(vx_device_upgrade_callback cb, void* userData) {
+    return [cb, userData](VXUpgradeState state, const char* message, uint8_t percent) {
+        if (cb != nullptr) cb(state, message, percent, userData);
+    };
+}
+
+struct FileCloser {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+enum class FileRead { Ok, CannotOpen, Short };
+
+// Reads the whole file. A file that cannot be opened and one that cannot be read whole are told
+// apart, because the caller reports them with different states.
+FileRead readWholeFile(const char* path, std::vector<uint8_t>& bytes) {
+    std::unique_ptr<std::FILE, FileCloser> file(path != nullptr ? std::fopen(path, "rb") : nullptr);
+    if (!file) {
+        return FileRead::CannotOpen;
+    }
+    if (std::fseek(file.get(), 0, SEEK_END) != 0) {
+        return FileRead::Short;
+    }
+    const long size = std::ftell(file.get());
+    // A directory or a file beyond what a 32-bit size can describe is never read whole.
+    if (size < 0 || static_cast<unsigned long>(size) > 0xFFFFFFFFul ||
+        std::fseek(file.get(), 0, SEEK_SET) != 0) {
+        return FileRead::Short;
+    }
+    try {
+        bytes.assign(static_cast<size_t>(size), 0);
+    } catch (const std::exception&) {  // too large for this board's memory
+        return FileRead::Short;
+    }
+    if (std::fread(bytes.data(), 1, bytes.size(), file.get()) != bytes.size()) {
+        return FileRead::Short;
+    }
+    return FileRead::Ok;
+}
+
+}  // namespace
 
 extern "C" {
 
@@ -41,6 +95,40 @@ void vx_device_write_i2c(vx_device_t*, uint32_t, uint32_t, uint32_t, uint32_t, v
 void vx_device_read_i2c(vx_device_t*, uint32_t, uint32_t, uint32_t, uint32_t*, vx_error**) {}
 
 const char* vx_get_commit_hash(void) { return VXSENSOR_COMMIT_HASH; }
+
+void vx_device_update_firmware_ext(vx_device_t* device, const char* path,
+                                   vx_device_upgrade_callback cb, bool async, void* user_data,
+                                   vx_error** error) {
+    std::vector<uint8_t> image;
+    switch (readWholeFile(path, image)) {
+        case FileRead::CannotOpen:
+            return reportFailure("vx_device_update_firmware_ext", VX_UPGRADE_STATE_FILE_UNREADABLE,
+                                 kFirmwareFileMessage, kTypeFileUnreadable, cb, user_data, error);
+        case FileRead::Short:
+            return reportFailure("vx_device_update_firmware_ext", VX_UPGRADE_STATE_FILE_SHORT_READ,
+                                 kFirmwareFileMessage, kTypeFileUnreadable, cb, user_data, error);
+        case FileRead::Ok:
+            break;
+    }
+    vx_device_update_firmware_from_raw_data_ext(device, image.data(),
+                                                static_cast<uint32_t>(image.size()), cb, async,
+                                                user_data, error);
+}
+
+// The update always runs to its end before returning; `async` is accepted and ignored.
+void vx_device_update_firmware_from_raw_data_ext(vx_device_t* device, const uint8_t* data,
+                                                 uint32_t data_size, vx_device_upgrade_callback cb,
+                                                 bool /*async*/, void* user_data,
+                                                 vx_error** error) {
+    translateExceptions("vx_device_update_firmware_from_raw_data_ext", PresetCountState::Generic,
+                        cb, user_data, error, [&] {
+                            const std::vector<uint8_t> image =
+                                data != nullptr ? std::vector<uint8_t>(data, data + data_size)
+                                                : std::vector<uint8_t>();
+                            const auto updater = FirmwareUpdaterFactory::create(device);
+                            updater->updateFirmware(device, image, upgradeWrapper(cb, user_data));
+                        });
+}
 
 void vx_set_device_info_data(uint16_t group_type, const uint8_t* data, uint32_t data_size,
                              vx_error** error) {
