@@ -9,6 +9,7 @@
 #include <optional>
 #include <stdexcept>
 
+#include "vxsim/Install.h"
 #include "vxsim/Wire.h"
 
 namespace vxsim {
@@ -271,6 +272,7 @@ void addFamilyBehaviour(const ModelInfo& info, VirtualCamera& camera) {
         camera.addRawDataObject(kCustomerDataId, info.customerDataCapacity);
     }
     if (info.family == Family::MiroMax) camera.setProperty(kRecoveryModeProperty, 1);
+    addSelfInstallFor(info, camera);
 }
 
 }  // namespace

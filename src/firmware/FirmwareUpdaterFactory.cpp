@@ -6,7 +6,11 @@
 #include "DevicePidAndMap.h"
 #include "common/DeviceInfo.h"
 #include "common/VxExceptionExt.h"
+#include "firmware/L5FirmwareUpdater.h"
+#include "firmware/L5ProFirmwareUpdater.h"
 #include "firmware/L840FirmwareUpdater.h"
+#include "firmware/MiroMaxFirmwareUpdater.h"
+#include "firmware/OpenNIFirmwareUpdater.h"
 
 namespace libvxsensor {
 
@@ -70,10 +74,18 @@ std::shared_ptr<IFirmwareUpdater> FirmwareUpdaterFactory::create(vx_device_t* de
     switch (familyOf(device, vid, pid)) {
         case Family::L840:
             return std::make_shared<L840FirmwareUpdater>();
-        default:
-            // Families whose updater is not built yet are refused like unknown devices.
-            refuse(vid, pid);
+        case Family::L5Pro:
+            return std::make_shared<L5ProFirmwareUpdater>();
+        case Family::MiroMax:
+            return std::make_shared<MiroMaxFirmwareUpdater>();
+        case Family::L5:
+            return std::make_shared<L5FirmwareUpdater>();
+        case Family::OpenNI:
+            return std::make_shared<OpenNIFirmwareUpdater>();
+        case Family::None:
+            break;
     }
+    refuse(vid, pid);
 }
 
 }  // namespace libvxsensor

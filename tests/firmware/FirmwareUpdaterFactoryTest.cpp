@@ -3,7 +3,11 @@
 
 #include "DevicePidAndMap.h"
 #include "common/VxExceptionExt.h"
+#include "firmware/L5FirmwareUpdater.h"
+#include "firmware/L5ProFirmwareUpdater.h"
 #include "firmware/L840FirmwareUpdater.h"
+#include "firmware/MiroMaxFirmwareUpdater.h"
+#include "firmware/OpenNIFirmwareUpdater.h"
 #include "support/SimTest.h"
 #include "vxsim/VirtualCamera.h"
 
@@ -15,7 +19,7 @@ protected:
         resetDeviceGroupTables();
         SimTest::TearDown();
     }
-    // "L840" for an L840 updater, "refused: <message>" otherwise.
+    // The family of the updater chosen ("L840", "L5", ...), or "refused: <message>".
     static std::string choose(uint16_t vid, uint16_t pid, bool answersProbe = false) {
         vxsim::Device device({vid, pid, "USB3.0", "1.0.0", {}});
         auto camera = std::make_shared<vxsim::VirtualCamera>();
@@ -23,7 +27,13 @@ protected:
         device.setResponder(camera);
         try {
             const auto updater = FirmwareUpdaterFactory::create(device.handle());
-            return dynamic_cast<L840FirmwareUpdater*>(updater.get()) != nullptr ? "L840" : "other";
+            IFirmwareUpdater* u = updater.get();
+            if (dynamic_cast<L840FirmwareUpdater*>(u)) return "L840";
+            if (dynamic_cast<L5FirmwareUpdater*>(u)) return "L5";
+            if (dynamic_cast<L5ProFirmwareUpdater*>(u)) return "L5Pro";
+            if (dynamic_cast<OpenNIFirmwareUpdater*>(u)) return "OpenNI";
+            if (dynamic_cast<MiroMaxFirmwareUpdater*>(u)) return "MiroMax";
+            return "other";
         } catch (const unsupported_device_exception_ext& e) {
             return std::string("refused: ") + e.what();
         }
@@ -39,12 +49,22 @@ TEST_F(FirmwareUpdaterFactoryTest, L840FamilySelection) {
     EXPECT_EQ(choose(0x1234, 0x0800), "L840") << "group tables carry their own vendor ids";
 }
 
-TEST_F(FirmwareUpdaterFactoryTest, FamiliesWithoutAnUpdaterYetAreRefused) {
-    for (const uint16_t pid : std::vector<uint16_t>{0x0671, 0x0670, 0x0669, 0x060E}) {
-        EXPECT_EQ(choose(0x3A6E, pid).rfind("refused: ", 0), 0u) << pid;
-    }
-    EXPECT_EQ(choose(0x3A6E, 0x0501, false).rfind("refused: ", 0), 0u) << "no probe answer: L5 bootloader";
-    EXPECT_EQ(choose(0x3A6E, 0x0FFF), "refused: Failed to create FirmwareUpdater! Unsupported device, vid:14958 pid: 4095");
+TEST_F(FirmwareUpdaterFactoryTest, SelectionOrderOfTheOtherFamilies) {
+    EXPECT_EQ(choose(0x3A6E, 0x0671), "L5Pro");
+    EXPECT_EQ(choose(0x3A6E, 0x0670), "L5");
+    EXPECT_EQ(choose(0x3A6E, 0x0660), "L5");
+    EXPECT_EQ(choose(0x3A6E, 0x0809), "L5");
+    EXPECT_EQ(choose(0x3A6E, 0x0669), "MiroMax");
+    EXPECT_EQ(choose(0x3A6E, 0x069D), "OpenNI");
+    EXPECT_EQ(choose(0x3A6E, 0x0501, false), "L5") << "a bootloader that does not answer the probe";
+    EXPECT_EQ(choose(0x3A6E, 0x0400, false), "OpenNI");
+    EXPECT_EQ(choose(0x3A6E, 0x066B), "refused: Failed to create FirmwareUpdater! Unsupported device, vid:14958 pid: 1643");
+    const uint8_t l945se[] = {0x6E, 0x3A, 0x70, 0x06};  // an L5 pid listed as L945Se
+    setDeviceInfoData(6, l945se, sizeof l945se);
+    EXPECT_EQ(choose(0x3A6E, 0x0670), "L5Pro") << "device groups come before the constant lists";
+    const uint8_t l840[] = {0x6E, 0x3A, 0x71, 0x06};
+    setDeviceInfoData(4, l840, sizeof l840);
+    EXPECT_EQ(choose(0x3A6E, 0x0671), "L840");
 }
 
 TEST_F(FirmwareUpdaterFactoryTest, HostFailureReadingTheIdentityPropagates) {

@@ -1,0 +1,35 @@
+// L5-family firmware image (also Pellin3 and Lumex470): a flat flash image whose last 100 bytes
+// are an information trailer. The whole file, trailer included, is what goes into flash.
+//
+// Trailer (little-endian, offsets from its start):
+//   0 u32 magic 0xA55ACDDC | 4 u16 not interpreted | 6 u16 product id | 8 92 bytes not interpreted
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace libvxsensor {
+
+inline constexpr uint32_t kL5TrailerSize = 100;
+inline constexpr uint32_t kL5TrailerMagic = 0xA55ACDDC;
+inline constexpr size_t kL5OffMagic = 0;
+inline constexpr size_t kL5OffPid = 6;
+
+class L5FirmwareParser {
+public:
+    // Copies the image and checks its trailer; throws mismatch_firmware_exception_ext.
+    L5FirmwareParser(const uint8_t* data, uint32_t size);
+
+    const std::vector<uint8_t>& getFirmwareData() const { return data_; }
+    // The 100-byte trailer at the end of the image.
+    const uint8_t* getFileInfo() const { return data_.data() + (data_.size() - kL5TrailerSize); }
+    bool isFirmwareAdaptable(uint16_t pid) const;
+    // Chosen by the image size; throws mismatch_firmware_exception_ext for a size it does not know.
+    uint32_t getWriteAddress() const;
+
+private:
+    std::vector<uint8_t> data_;
+};
+
+}  // namespace libvxsensor

@@ -1,0 +1,22 @@
+// Firmware update of the L5Pro camera (and the L945Se group, which it serves): the whole image
+// goes to the camera as raw data, then the camera installs it itself and reports through its
+// upgrade-status structure, which the updater follows.
+#pragma once
+
+#include "firmware/IFirmwareUpdater.h"
+
+namespace libvxsensor {
+
+class L5ProFirmwareUpdater : public IFirmwareUpdater {
+public:
+    void updateFirmware(vx_device_t* device, const std::vector<uint8_t>& data,
+                        UpgradeCallback callback) override;
+
+    // Image kinds, told apart by their first bytes. Anything else is main firmware in the L840
+    // container format.
+    static bool isCompositeFirmwareFirmware(const std::vector<uint8_t>& data);  // "PK\3\4"
+    static bool isComputingPowerBoardFirmware(const std::vector<uint8_t>& data);  // "OTRA"
+    static bool isPresetFirmware(const std::vector<uint8_t>& data);               // "VXPRESET"
+};
+
+}  // namespace libvxsensor

@@ -1,0 +1,159 @@
+// The MiroMax update: refusals first (connection, product, package kind, recovery mode), then the
+// package is streamed chunk by chunk, and the camera's own install is followed for up to two
+// rounds of 1200 polls. No retries: the camera keeps what it has received.
+#include "firmware/MiroMaxFirmwareUpdater.h"
+
+#include <algorithm>
+#include <chrono>
+#include <string>
+
+#include "DevicePidAndMap.h"
+#include "common/ByteOrder.h"
+#include "common/DeviceInfo.h"
+#include "common/Sleep.h"
+#include "common/Utils.h"
+#include "common/VxExceptionExt.h"
+#include "vendorcommand/VendorCommand.h"
+
+namespace libvxsensor {
+
+namespace {
+
+constexpr uint32_t kRecoveryModeProperty = 133;
+constexpr uint32_t kFirmwareRawDataId = 4039;
+constexpr uint32_t kChunkSize = 8152;
+constexpr uint32_t kUpgradeStatusId = 1006;
+constexpr uint32_t kStatusSize = 260;
+constexpr size_t kOffStatus = 0;
+constexpr size_t kOffPercent = 2;
+constexpr size_t kOffMessage = 4;
+constexpr int16_t kInstallStarted = 2;
+constexpr int kPolls = 1200;
+constexpr uint32_t kPollPauseMs = 500;
+constexpr uint64_t kProgressIntervalMs = 500;
+
+uint64_t nowMilliseconds() {
+    return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(
+                                     std::chrono::steady_clock::now().time_since_epoch())
+                                     .count());
+}
+
+void checkDevice(vx_device_t* device, const MiroMaxFirmwareFileHeader& header) {
+    uint16_t pid = 0;
+    {
+        const DeviceInfo info(device);
+        pid = info.pid();
+        if (info.connectionType() != "Ethernet") {
+            throw invalid_connection_type_ext(
+                "Miro max device only support upgrade firmware via ethernet now!");
+        }
+    }
+    const auto name = MiroMxaProductName.find(pid);
+    if (name == MiroMxaProductName.end() || vx_stricmp(name->second, header.productName) != 0) {
+        throw mismatch_firmware_exception_ext("Firmware mismatch, unsupported product name: " +
+                                              header.productName);
+    }
+}
+
+void checkPackageKind(uint32_t firmwareType) {
+    if (firmwareType == kMiroMaxTypeFirmware) return;
+    if (firmwareType == kMiroMaxTypeApplication) {
+        throw mismatch_firmware_exception_ext(
+            "Parse firmware data failed!\nMiro Max doesn't support upgrade application now");
+    }
+    throw mismatch_firmware_exception_ext("Parse firmware data failed!\nInvalid firmware type: " +
+                                          std::to_string(firmwareType));
+}
+
+void checkRecoveryMode(vx_device_t* device) {
+    VXPropertyValue value{};
+    VendorCommand::getPropertyValue(device, kRecoveryModeProperty, value);
+    if (value.intValue == 0) {
+        throw libvxsensor_exception_ext("Please ensure that you have activated the recovery mode!",
+                                        EXT_ERROR_GENERIC);
+    }
+}
+
+// Progress is reported at most every half second, and always at the end, so a slow link does
+// not flood the caller.
+void streamPackage(vx_device_t* device, MiroMaxFirmwareParser& parser,
+                   const UpgradeCallback& callback) {
+    const uint32_t total = parser.getTotalSize();
+    uint64_t lastReport = 0;
+    for (uint32_t remaining = total; remaining > 0;) {
+        const uint32_t chunk = std::min(remaining, kChunkSize);
+        const uint32_t offset = parser.getOffset();
+        const uint8_t* data = parser.getData(chunk);
+        if (data == nullptr) break;
+        VendorCommand::writeMiroMaxFirmware(device, kFirmwareRawDataId, data, offset, chunk);
+        const float percent =
+            static_cast<float>(offset + chunk) * 100.0f / static_cast<float>(total);
+        const auto reported = static_cast<uint8_t>(percent);
+        const uint64_t now = nowMilliseconds();
+        if (reported > 99 || now - lastReport > kProgressIntervalMs) {
+            callback(VX_UPGRADE_STATE_TRANSFERRING, "Firmware file data transferring ...", reported);
+            lastReport = now;
+        }
+        remaining -= chunk;
+    }
+}
+
+}  // namespace
+
+void MiroMaxFirmwareUpdater::updateFirmware(vx_device_t* device, const std::vector<uint8_t>& data,
+                                            UpgradeCallback callback) {
+    updateProc(device, std::make_shared<MiroMaxFirmwareParser>(data), callback);
+}
+
+void MiroMaxFirmwareUpdater::updateProc(vx_device_t* device,
+                                        const std::shared_ptr<MiroMaxFirmwareParser>& parser,
+                                        const UpgradeCallback& callback) {
+    const MiroMaxFirmwareFileHeader& header = parser->getFileHeader();
+    checkDevice(device, header);
+    checkPackageKind(header.firmwareType);
+    checkRecoveryMode(device);
+
+    VendorCommand::startToWriteRawData(device, kFirmwareRawDataId, parser->getTotalSize());
+    callback(VX_UPGRADE_STATE_TRANSFERRING, "Start to transfer firmware file data", 0);
+    streamPackage(device, *parser, callback);
+    VendorCommand::FinishWritingRawData(device, kFirmwareRawDataId);
+    callback(VX_UPGRADE_STATE_DEVICE_INSTALLING, "Firmware file data is in progress ...", 0);
+
+    VXDeviceUpgradeStatus status;
+    for (int poll = 0; poll < kPolls; ++poll) {
+        getUpdateState(device, status);
+        if (status.status == kInstallStarted) break;
+        sleepMilliseconds(kPollPauseMs);
+    }
+    // A camera that never says it started is followed all the same: it may be installing.
+    for (int poll = 0; poll < kPolls; ++poll) {
+        getUpdateState(device, status);
+        const VXUpgradeState state = convertUpgradeStatus(status.status);
+        // The camera's percentage is not trusted to stay within 0..100.
+        const auto percent = static_cast<uint8_t>(std::clamp<int16_t>(status.percent, 0, 100));
+        callback(state, status.message.data(), percent);
+        if (state == VX_UPGRADE_STATE_DONE || state < 0) return;
+        sleepMilliseconds(kPollPauseMs);
+    }
+    callback(VX_UPGRADE_STATE_TIMEOUT, "wait for device upgrade timeout!", 0);
+}
+
+void MiroMaxFirmwareUpdater::getUpdateState(vx_device_t* device, VXDeviceUpgradeStatus& status) {
+    // Zero-filled on every read: a camera may answer with fewer bytes than the structure holds.
+    std::array<uint8_t, kStatusSize> raw{};
+    uint32_t size = kStatusSize;
+    VendorCommand::getStructureData(device, kUpgradeStatusId, raw.data(), size, kStatusSize);
+    status.status = static_cast<int16_t>(readLe16(&raw[kOffStatus]));
+    status.percent = static_cast<int16_t>(readLe16(&raw[kOffPercent]));
+    std::copy_n(raw.begin() + kOffMessage, status.message.size(), status.message.begin());
+    status.message.back() = '\0';
+}
+
+VXUpgradeState MiroMaxFirmwareUpdater::convertUpgradeStatus(int16_t code) {
+    if (code < VX_UPGRADE_STATE_TIMEOUT || code > VX_UPGRADE_STATE_VERIFY_DONE) {
+        return VX_UPGRADE_STATE_FAILED;
+    }
+    return static_cast<VXUpgradeState>(code);
+}
+
+}  // namespace libvxsensor

@@ -1,0 +1,15 @@
+// Firmware update of OpenNI cameras, in normal and bootloader mode: the raw image into flash so
+// that it ends at 0x40000, verified by reading it back.
+#pragma once
+
+#include "firmware/IFirmwareUpdater.h"
+
+namespace libvxsensor {
+
+class OpenNIFirmwareUpdater : public IFirmwareUpdater {
+public:
+    void updateFirmware(vx_device_t* device, const std::vector<uint8_t>& data,
+                        UpgradeCallback callback) override;
+};
+
+}  // namespace libvxsensor

@@ -1,0 +1,194 @@
+// Firmware update of L5-family and OpenNI cameras through the exported C functions: where the
+// image lands and in which packets, the states and messages, bootloader mode, the refusals and
+// the retry rules.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <functional>
+#include <numeric>
+
+#include "DevicePidAndMap.h"
+#include "builders/L5Image.h"
+#include "support/SimTest.h"
+#include "support/Upgrade.h"
+#include "vxsensor/vx_extension.h"
+#include "vxsim/Models.h"
+
+namespace wire = vxsim::wire;
+using vxsim::Fault;
+using vxsim::FaultRule;
+
+namespace {
+
+const char* kDone = "Update successfully! Please reboot your device manually!";
+
+std::vector<uint8_t> bytes(size_t size, uint8_t seed) {
+    std::vector<uint8_t> out(size);
+    std::iota(out.begin(), out.end(), seed);
+    return out;
+}
+
+std::vector<wire::Request> requests(vxsim::EmulatedCamera& cam, uint16_t opcode) {
+    std::vector<wire::Request> out;
+    for (const vxsim::Exchange& exchange : cam.device().exchanges()) {
+        const auto request = wire::parseRequest(exchange.request);
+        if (request && request->opcode == opcode) out.push_back(*request);
+    }
+    return out;
+}
+
+// Image bytes in the largest flash write on the wire (its payload starts with the offset).
+size_t largestWrite(vxsim::EmulatedCamera& cam) {
+    size_t largest = 0;
+    for (const wire::Request& request : requests(cam, wire::WriteFlash))
+        largest = std::max(largest, request.payload.size() - 4);
+    return largest;
+}
+
+bool inFlash(vxsim::EmulatedCamera& cam, uint32_t address, const std::vector<uint8_t>& data) {
+    return std::equal(data.begin(), data.end(), cam.camera().flash().begin() + address);
+}
+
+}  // namespace
+
+class L5AndOpenNIUpdateTest : public SimTest {
+protected:
+    void SetUp() override {
+        SimTest::SetUp();
+        for (const auto& [group, records] : vxsim::groupRecords())
+            vx_set_device_info_data(group, records.data(), static_cast<uint32_t>(records.size()), nullptr);
+    }
+    void TearDown() override {
+        libvxsensor::resetDeviceGroupTables();
+        SimTest::TearDown();
+    }
+
+    static void update(vxsim::EmulatedCamera& cam, const std::vector<uint8_t>& file, UpgradeRecorder& r) {
+        vx_device_update_firmware_from_raw_data_ext(cam.handle(), file.data(),
+                                                    static_cast<uint32_t>(file.size()),
+                                                    UpgradeRecorder::record, false, &r, &r.error);
+    }
+};
+
+TEST_F(L5AndOpenNIUpdateTest, L5ImageLandsWithItsStatesAndMessages) {
+    auto cam = vxsim::makeCamera("l5");
+    const std::vector<uint8_t> file = L5Image().build();
+    UpgradeRecorder r;
+    update(*cam, file, r);
+    const std::vector<UpgradeReport> expected{
+        {4, "Firmware data transferring!", 51}, {4, "Firmware data transferring!", 100},
+        {0, "Firmware data verifying!", 51},    {0, "Firmware data verifying!", 100},
+        {5, "Firmware data verify done!", 100}, {3, kDone, 100}};
+    EXPECT_EQ(r.reports, expected);
+    EXPECT_EQ(r.error, nullptr);
+    EXPECT_TRUE(inFlash(*cam, 0, file)) << "trailer included";
+}
+
+TEST_F(L5AndOpenNIUpdateTest, ImagesLandAtTheirAddressInTheFamilysPackets) {
+    const struct {
+        const char* camera;
+        std::vector<uint8_t> file;
+        uint32_t address;
+        size_t packet;
+    } cases[] = {
+        {"pellin3", L5Image().pid(0x0660).size(0x30000).build(), 0x20000, 768},
+        {"lumex470", L5Image().pid(0x0808).size(0x50000).build(), 0x10000, 768},
+        // Bootloaders: the real product comes from the save info, at either offset.
+        {"l5,boot", L5Image().pid(0x0670).build(), 0, 256},
+        {"l5s,boot,saveinfo=fallback", L5Image().pid(0x0673).build(), 0, 256},
+        {"openni", bytes(0x20000, 5), 0x20000, 64},
+        {"openni,boot", bytes(0x30000, 9), 0x10000, 64},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.camera);
+        auto cam = vxsim::makeCamera(c.camera);
+        UpgradeRecorder r;
+        update(*cam, c.file, r);
+        EXPECT_TRUE(r.failures().empty());
+        EXPECT_EQ(r.last(), (UpgradeReport{3, kDone, 100}));
+        EXPECT_EQ(r.error, nullptr);
+        EXPECT_TRUE(inFlash(*cam, c.address, c.file));
+        EXPECT_EQ(largestWrite(*cam), c.packet);
+    }
+}
+
+TEST_F(L5AndOpenNIUpdateTest, RefusalsReportStateMessageAndErrorAndWriteNothing) {
+    const auto noSaveInfo = [](vxsim::EmulatedCamera& cam) {
+        cam.camera().writeFlashDirect(vxsim::kSaveInfoOffset, std::vector<uint8_t>(56, 0xFF));
+    };
+    const struct {
+        const char* camera;
+        std::vector<uint8_t> file;
+        int state;
+        std::string message;
+        std::function<void(vxsim::EmulatedCamera&)> prepare;
+    } cases[] = {
+        // Only a bootloader names the model; the number quoted is the file's.
+        {"l5", L5Image().pid(0x0660).build(), -9,
+         "Invalid input file!\nFirmware mismatch for  : unmatched pid 1632", {}},
+        {"l5s,boot", L5Image().pid(0x0670).build(), -9,
+         "Invalid input file!\nFirmware mismatch for Lumex 5 S : unmatched pid 1648", {}},
+        {"l5,boot", L5Image().build(), -10, "Cannot get pid from bootloader mode.", noSaveInfo},
+        {"l5", L5Image().pid(0x0660).size(0x10001).build(), -9,
+         "Invalid input file!\nFirmware mismatch for  : unmatched pid 1632", {}},
+        {"pellin3", L5Image().pid(0x0660).size(0x10001).build(), -9, "Invalid input file: invalid size", {}},
+        {"lumex470", L5Image().pid(0x0808).magic(0).build(), -9, "Invalid input file: invalid magic", {}},
+        {"openni", bytes(0x30001, 1), -9, "Invalid input file: Invalid firmware size.", {}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.message);
+        auto cam = vxsim::makeCamera(c.camera);
+        if (c.prepare) c.prepare(*cam);
+        UpgradeRecorder r;
+        update(*cam, c.file, r);
+        EXPECT_EQ(r.reports, (std::vector<UpgradeReport>{{c.state, c.message, 0}}));
+        r.expectError(c.message, "vx_device_update_firmware_from_raw_data_ext", 1);
+        EXPECT_TRUE(requests(*cam, wire::EraseFlash).empty());
+        EXPECT_TRUE(requests(*cam, wire::WriteFlash).empty());
+    }
+}
+
+// A failure is kept, not reported, while attempts remain; after the fifth only the last one is
+// reported, once, with percentage 0.
+TEST_F(L5AndOpenNIUpdateTest, RetryRules) {
+    constexpr uint32_t kOpenNIWrites = 0x20000 / 64;  // flash writes per attempt
+    const struct {
+        const char* name;
+        const char* camera;
+        std::vector<uint8_t> file;
+        std::vector<FaultRule> faults;
+        std::vector<UpgradeReport> failures;
+        size_t attempts;
+    } cases[] = {
+        {"l5: verify, then transfer failure, then success", "l5", L5Image().build(),
+         {FaultRule::onOpcode(wire::ReadFlash, 0, Fault::bitFlip(3)),
+          FaultRule::onOpcode(wire::WriteFlash, 2, Fault::transportError())},
+         {}, 3},
+        {"openni: verify, then transfer failure, then success", "openni", bytes(0x20000, 7),
+         {FaultRule::onOpcode(wire::ReadFlash, 0, Fault::bitFlip(3)),
+          FaultRule::onOpcode(wire::WriteFlash, kOpenNIWrites + 5, Fault::transportError())},
+         {}, 3},
+        {"l5: four verify failures, then a transfer failure", "l5", L5Image().build(),
+         {FaultRule::onOpcode(wire::ReadFlash, Fault::bitFlip(3)),
+          FaultRule::onOpcode(wire::WriteFlash, 8, Fault::deviceError(9))},
+         {{-13, "Firmware data transfer failed!", 0}}, 5},
+        {"openni: four transfer failures, then a verify failure", "openni", bytes(0x20000, 7),
+         {FaultRule::onOpcode(wire::EraseFlash, 0, Fault::deviceError(9)),
+          FaultRule::onOpcode(wire::EraseFlash, 1, Fault::deviceError(9)),
+          FaultRule::onOpcode(wire::EraseFlash, 2, Fault::deviceError(9)),
+          FaultRule::onOpcode(wire::EraseFlash, 3, Fault::deviceError(9)),
+          FaultRule::onOpcode(wire::ReadFlash, 0, Fault::bitFlip(3))},
+         {{-1, "Firmware data verify failed!", 0}}, 5},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        auto cam = vxsim::makeCamera(c.camera);
+        for (const FaultRule& rule : c.faults) cam->faults().add(rule);
+        UpgradeRecorder r;
+        update(*cam, c.file, r);
+        EXPECT_EQ(r.failures(), c.failures);
+        EXPECT_EQ(r.last(), (c.failures.empty() ? UpgradeReport{3, kDone, 100} : c.failures.back()));
+        EXPECT_EQ(r.error, nullptr) << "reported, not thrown";
+        EXPECT_EQ(requests(*cam, wire::EraseFlash).size(), c.attempts);
+    }
+}
