@@ -3,13 +3,18 @@
 #include "vxsensor/vx_extension.h"
 
 #include <cstdio>
+#include <cstring>
+#include <string>
 #include <memory>
 #include <new>
 #include <vector>
 
 #include "DevicePidAndMap.h"
 #include "ExceptionTranslation.h"
+#include "common/Utils.h"
+#include "customerdata/ICustomeDataAccessor.h"
 #include "firmware/FirmwareUpdaterFactory.h"
+#include "presets/IOptionalDepthPresetsUpdater.h"
 #include "vendorcommand/VendorCommand.h"
 
 using namespace libvxsensor;
@@ -18,6 +23,10 @@ namespace {
 
 constexpr int kTypeFileUnreadable = 7;
 constexpr const char* kFirmwareFileMessage = "Failed to read firmware file";
+constexpr const char* kPresetFileMessage = "Failed to read preset file";
+// The preset entry point reports under this name, not its symbol's; hosts match on it.
+constexpr const char* kPresetFunction = "vx_device_update_preset_ext";
+constexpr size_t kPathSlot = 1024;
 
 // The caller's plain callback as the library's function object; silent when there is none.
 UpgradeCallback upgradeWrapper(vx_device_upgrade_callback cb, void* userData) {
@@ -128,6 +137,40 @@ void vx_device_update_firmware_from_raw_data_ext(vx_device_t* device, const uint
                             const auto updater = FirmwareUpdaterFactory::create(device);
                             updater->updateFirmware(device, image, upgradeWrapper(cb, user_data));
                         });
+}
+
+void vx_device_update_optional_depth_presets_ext(vx_device_t* device,
+                                                 const char (*file_path_list)[1024],
+                                                 uint8_t path_count, vx_device_upgrade_callback cb,
+                                                 void* user_data, vx_error** error) {
+    // Every file is read before the device is contacted: one missing file sends nothing.
+    std::vector<std::vector<uint8_t>> presets;
+    for (uint8_t i = 0; i < path_count; ++i) {
+        std::vector<uint8_t> file;
+        if (file_path_list != nullptr) {
+            const char* slot = file_path_list[i];
+            file = readFile(std::string(slot, strnlen(slot, kPathSlot)));
+        }
+        if (file.empty()) {
+            return reportFailure(kPresetFunction, VX_UPGRADE_STATE_FILE_UNREADABLE, kPresetFileMessage,
+                                 kTypeFileUnreadable, cb, user_data, error);
+        }
+        presets.push_back(std::move(file));
+    }
+    translateExceptions(kPresetFunction, PresetCountState::Own, cb, user_data, error, [&] {
+        const auto updater = OptionalDepthPresetsUpdaterFactory::create(device);
+        updater->updateOptionalDepthPresets(device, presets, upgradeWrapper(cb, user_data));
+    });
+}
+
+// No catch frame and no error parameter: every failure, an unsupported device included, reaches
+// the (C++) host as an exception.
+void vx_device_write_customer_data_ext(vx_device_t* device, const void* data, uint32_t data_size) {
+    CustomeDataAccessorFactory::create(device)->writeCustomerData(device, data, data_size);
+}
+
+void vx_device_read_customer_data_ext(vx_device_t* device, void* data, uint32_t* data_size) {
+    CustomeDataAccessorFactory::create(device)->readCustomerData(device, data, data_size);
 }
 
 void vx_set_device_info_data(uint16_t group_type, const uint8_t* data, uint32_t data_size,

@@ -272,6 +272,12 @@ void addFamilyBehaviour(const ModelInfo& info, VirtualCamera& camera) {
         camera.addRawDataObject(kCustomerDataId, info.customerDataCapacity);
     }
     if (info.family == Family::MiroMax) camera.setProperty(kRecoveryModeProperty, 1);
+    if (info.family == Family::L840 || info.family == Family::L815) {
+        camera.setPropertyHook(kPresetClearProperty, [&camera](uint32_t, int32_t) -> uint16_t {
+            camera.writeFlashDirect(kPresetAreaOffset, std::vector<uint8_t>(kPresetAreaSize, 0xFF));
+            return 0;
+        });
+    }
     addSelfInstallFor(info, camera);
 }
 

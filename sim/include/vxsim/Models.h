@@ -41,6 +41,12 @@ namespace vxsim {
 // Ids and places the models use.
 constexpr uint32_t kRecoveryModeProperty = 133;
 constexpr uint32_t kCustomerDataId = 1052;         // raw-data object
+// L840-family cameras keep optional depth presets in one flash area: setting property 213
+// erases it, setting 214 closes an upload. Preset files name addresses inside it.
+constexpr uint32_t kPresetClearProperty = 213;
+constexpr uint32_t kPresetFinishProperty = 214;
+constexpr uint32_t kPresetAreaOffset = 0x7F0000;
+constexpr uint32_t kPresetAreaSize = 0x10000;
 constexpr uint32_t kBootloaderInfoId = 1063;       // host structured data, L840 bootloaders
 constexpr uint32_t kSaveInfoOffset = 0xA1000;
 constexpr uint32_t kSaveInfoFallbackOffset = 0xA2000;

@@ -1,0 +1,15 @@
+// The raw-data mechanism every customer-data accessor uses (property 1052): the transfer's last
+// state decides success, its message becomes the error.
+#pragma once
+
+#include "customerdata/ICustomeDataAccessor.h"
+
+namespace libvxsensor {
+
+// Throws std::runtime_error with the last state's message unless the transfer ended done.
+// `transferFailedMessage` is the family's text for a failed request.
+void writeCustomerDataArea(vx_device_t* device, const void* data, uint32_t size,
+                           const char* transferFailedMessage);
+void readCustomerDataArea(vx_device_t* device, void* data, uint32_t* size);
+
+}  // namespace libvxsensor

@@ -1,0 +1,192 @@
+// The L840 preset upload: refusals before any traffic (count, firmware, bootloader, files), then
+// clear, write each record with up to five attempts, finish. Transfer failures are reported
+// through the callback; there is no rollback.
+#include "presets/L840OptionalDepthPresetsUpdater.h"
+
+#include <stdexcept>
+#include <string>
+#include <unordered_set>
+
+#include "DevicePidAndMap.h"
+#include "common/DeviceInfo.h"
+#include "common/Utils.h"
+#include "common/VxExceptionExt.h"
+#include "vendorcommand/VendorCommand.h"
+
+namespace libvxsensor {
+
+namespace {
+
+constexpr int kAttempts = 5;
+
+struct DeviceFacts {
+    uint16_t pid = 0;
+    uint16_t vid = 0;
+    uint32_t packetSize = 0;
+    std::string firmware;
+};
+
+DeviceFacts readDevice(vx_device_t* device) {
+    const DeviceInfo info(device);
+    DeviceFacts facts;
+    facts.pid = info.pid();
+    facts.vid = info.vid();
+    facts.packetSize = VendorCommand::packetSizeForConnection(device);
+    facts.firmware = info.firmwareVersion();
+    return facts;
+}
+
+// Optional presets need a firmware that knows them; the first matching family decides.
+void checkFirmware(const DeviceFacts& d) {
+    const int version = getFirmwareVersionInt(d.firmware);
+    const auto require = [version](int minimum, const char* text) {
+        if (version < minimum) {
+            throw unsupported_device_exception_ext(std::string("Unsupported device! Firmware version must be >= ") + text);
+        }
+    };
+    if (isDeviceInContainer(KovraADevPids, d.vid, d.pid)) {
+        require(10903, "1.9.03");
+    } else if (isDeviceInContainer(L840SeriesDevPids, d.vid, d.pid)) {
+        require(10441, "1.4.41");
+    } else if (d.vid == kVendorId && isPidValid(d.pid, L815DevPids)) {
+        require(10000, "1.0.0");
+    } else {
+        throw unsupported_device_exception_ext("Unsupported device!");
+    }
+}
+
+// writeFlash reports device failures through its callback; here they become exceptions so the
+// record is retried and, in the end, reported instead of passing as written.
+void writeRecord(vx_device_t* device, const L840OptionalDepthPresetsData& record, uint32_t packetSize) {
+    VXDataTranState failure = VX_DATA_TRAN_STATE_NONE;
+    VendorCommand::writeFlash(
+        device, record.flashAddress(), record.data.data(), record.writeSize(),
+        [&failure](VXDataTranState state, uint8_t) {
+            if (state == VX_DATA_TRAN_STATE_FAILED || state == VX_DATA_TRAN_STATE_VERIFY_FAILED) {
+                failure = state;
+            }
+        },
+        false, VendorCommand::VERIFY_READ_BACK, packetSize);
+    if (failure == VX_DATA_TRAN_STATE_FAILED) {
+        throw std::runtime_error("Custom preset data transfer failed!");
+    }
+    if (failure == VX_DATA_TRAN_STATE_VERIFY_FAILED) {
+        throw std::runtime_error("Custom preset data verify failed!");
+    }
+}
+
+// The flash layer reads writeSize bytes of a record; a file that claims more than it carries is
+// damaged and refused before the preset area is touched.
+void checkWriteSizes(const std::vector<std::shared_ptr<L840OptionalDepthPresetsParser>>& parsers) {
+    for (const auto& parser : parsers) {
+        for (const L840OptionalDepthPresetsData& record : parser->getDataList()) {
+            if (record.writeSize() > record.data.size()) {
+                throw mismatch_firmware_exception_ext(
+                    "Parse preset data failed!\nInvalid input data or data has been damaged");
+            }
+        }
+    }
+}
+
+}  // namespace
+
+std::vector<std::shared_ptr<L840OptionalDepthPresetsParser>>
+L840OptionalDepthPresetsUpdater::checkAndGetPresetParserList(const std::vector<std::vector<uint8_t>>& presets,
+                                                             uint16_t pid) {
+    std::vector<std::shared_ptr<L840OptionalDepthPresetsParser>> accepted;
+    std::unordered_set<uint32_t> seen;
+    for (const std::vector<uint8_t>& file : presets) {
+        auto parser = std::make_shared<L840OptionalDepthPresetsParser>(
+            file.data(), static_cast<uint32_t>(file.size()), pid);
+        if (parser->getDataList().empty()) {
+            throw mismatch_firmware_exception_ext(
+                "Preset data is not adaptable with the current device, pid: " + std::to_string(pid));
+        }
+        const std::string product = parser->getFileHeader().productName();
+        if (L840ValidPresetProduct.count(product) == 0 && L815ValidFwSerials.count(product) == 0) {
+            throw mismatch_firmware_exception_ext("Preset data product mismatch: " + product);
+        }
+        bool repeat = false;
+        for (const L840OptionalDepthPresetsData& record : parser->getDataList()) {
+            // Checksums of the file's earlier records stay seen even when the file is dropped.
+            if (!seen.insert(record.checksum()).second) {
+                repeat = true;
+                break;
+            }
+        }
+        if (!repeat) {
+            accepted.push_back(std::move(parser));
+        }
+    }
+    return accepted;
+}
+
+void L840OptionalDepthPresetsUpdater::updateOptionalDepthPresets(
+    vx_device_t* device, const std::vector<std::vector<uint8_t>>& presets, UpgradeCallback callback) {
+    if (presets.empty() || presets.size() > 3) {
+        throw invalid_preset_count_ext("The number of preset file must be 1~3!");
+    }
+    const DeviceFacts facts = readDevice(device);
+    checkFirmware(facts);
+    // Deliberately after the firmware gate: a bootloader reports no usable firmware version.
+    if (facts.pid == kBootloaderPid) {
+        throw unsupported_device_exception_ext("Unsupported device in bootloader mode!");
+    }
+    const auto parsers = checkAndGetPresetParserList(presets, facts.pid);
+    if (parsers.empty()) {
+        throw mismatch_firmware_exception_ext("All preset file data is mismatched!");
+    }
+    checkWriteSizes(parsers);
+
+    callback(VX_UPGRADE_STATE_READY, "Ready to update custom preset...", 0);
+    if (!VendorCommand::clearOptionalDepthPresets(device)) {
+        callback(VX_UPGRADE_STATE_CLEAR_FAILED, "Failed to clear the custom preset", 0);
+        return;
+    }
+    const auto step = static_cast<uint8_t>(100 / (parsers.size() + 2));
+    uint8_t progress = step;
+    callback(VX_UPGRADE_STATE_TRANSFERRING, "Start to transfer the custom preset file data", progress);
+
+    unsigned fileNumber = 0;
+    for (const auto& parser : parsers) {
+        ++fileNumber;
+        for (const L840OptionalDepthPresetsData& record : parser->getDataList()) {
+            std::string lastError;
+            bool written = false;
+            for (int attempt = 0; attempt < kAttempts && !written; ++attempt) {
+                try {
+                    writeRecord(device, record, facts.packetSize);
+                    written = true;
+                } catch (const std::exception& e) {
+                    lastError = e.what();
+                    callback(VX_UPGRADE_STATE_FAILED, lastError.c_str(), progress);
+                } catch (...) {
+                    lastError = "Custom preset update write exception: unknown";
+                    callback(VX_UPGRADE_STATE_FAILED, lastError.c_str(), progress);
+                }
+            }
+            if (!written) {
+                const std::string message = "Failed to write custom preset file " + std::to_string(fileNumber) +
+                                            " after retries, aborting upgrade. last error: " + lastError;
+                callback(VX_UPGRADE_STATE_FAILED, message.c_str(), progress);
+                return;
+            }
+        }
+        progress = static_cast<uint8_t>(progress + step);
+        const std::string done = "Completed data transfer for custom preset file " + std::to_string(fileNumber);
+        callback(VX_UPGRADE_STATE_TRANSFERRING, done.c_str(), progress);
+    }
+
+    if (!VendorCommand::FinishUpgradingOptionalDepthPresets(device)) {
+        callback(VX_UPGRADE_STATE_FAILED, "Failed to finish upgrading the custom preset", progress);
+        return;
+    }
+    if (parsers.size() == presets.size()) {
+        callback(VX_UPGRADE_STATE_DONE, "Update successfully!", 100);
+    } else {
+        callback(VX_UPGRADE_STATE_DONE_WITH_DUPLICATES,
+                 "Update successfully! Duplicated presets have been ignored", 100);
+    }
+}
+
+}  // namespace libvxsensor
