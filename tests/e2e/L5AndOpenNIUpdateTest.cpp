@@ -46,7 +46,7 @@ size_t largestWrite(vxsim::EmulatedCamera& cam) {
 }
 
 bool inFlash(vxsim::EmulatedCamera& cam, uint32_t address, const std::vector<uint8_t>& data) {
-    return std::equal(data.begin(), data.end(), cam.camera().flash().begin() + address);
+    return std::equal(data.begin(), data.end(), cam.camera().flash().begin() + static_cast<std::ptrdiff_t>(address));
 }
 
 }  // namespace

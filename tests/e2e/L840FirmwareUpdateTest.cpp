@@ -57,7 +57,7 @@ protected:
                                                     UpgradeRecorder::record, false, &result, &result.error);
     }
     bool inFlash(vxsim::EmulatedCamera& cam, uint32_t address, const std::vector<uint8_t>& data) {
-        return std::equal(data.begin(), data.end(), cam.camera().flash().begin() + address);
+        return std::equal(data.begin(), data.end(), cam.camera().flash().begin() + static_cast<std::ptrdiff_t>(address));
     }
     static bool untouched(vxsim::EmulatedCamera& cam) {
         return cam.camera().counters().erases == 0 && cam.camera().counters().flashWrites == 0;
