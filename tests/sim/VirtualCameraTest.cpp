@@ -1,6 +1,7 @@
 // Tests of the virtual camera, fault plans, link accounting, the exchange dump and the model
 // catalog. Requests are built byte by byte and sent through the host's C function, so these
 // tests check the device side independently of the library's codec.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,6 +11,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "support/SimTest.h"
@@ -25,6 +27,8 @@ using Bytes = std::vector<uint8_t>;
 using vxsim::Fault;
 using vxsim::FaultKind;
 using vxsim::FaultRule;
+using ::testing::HasSubstr;
+using ::testing::ThrowsMessage;
 namespace wire = vxsim::wire;
 
 // The camera's error codes as they travel (vxsim::CameraStatus).
@@ -34,14 +38,12 @@ constexpr uint16_t kBadRequest = 1, kOutOfRange = 2, kUnknownId = 4, kCrcMismatc
 // A request: u32 fields, then raw bytes; halfWordSize rounded up as the host writes it.
 Bytes req(uint16_t opcode, std::vector<uint32_t> fields = {}, const Bytes& tail = {},
           uint16_t id = 1) {
-    Bytes payload;
-    for (uint32_t field : fields) wire::putLe32(payload, field);
-    payload.insert(payload.end(), tail.begin(), tail.end());
     Bytes out{'G', 'M'};
-    wire::putLe16(out, static_cast<uint16_t>((payload.size() + 1) / 2));
+    wire::putLe16(out, static_cast<uint16_t>((4 * fields.size() + tail.size() + 1) / 2));
     wire::putLe16(out, opcode);
     wire::putLe16(out, id);
-    out.insert(out.end(), payload.begin(), payload.end());
+    for (uint32_t field : fields) wire::putLe32(out, field);
+    out.insert(out.end(), tail.begin(), tail.end());
     return out;
 }
 
@@ -64,20 +66,26 @@ struct Answer {
 };
 
 Answer send(vxsim::Device& device, const Bytes& request, uint32_t capacity = 1024) {
-    Bytes buffer(capacity);
-    Answer answer;
-    answer.reported = capacity;
+    Answer answer{false, capacity, Bytes(capacity)};
     vx_error* error = nullptr;
     vx_device_send_and_receive_data(device.handle(), request.data(),
-                                    static_cast<uint32_t>(request.size()), buffer.data(),
+                                    static_cast<uint32_t>(request.size()), answer.bytes.data(),
                                     &answer.reported, &error);
     answer.failed = error != nullptr;
     vx_delete_error(error);
-    if (!answer.failed) {
-        buffer.resize(std::min(answer.reported, capacity));
-        answer.bytes = buffer;
-    }
+    answer.bytes.resize(answer.failed ? 0 : std::min(answer.reported, capacity));
     return answer;
+}
+
+// Whether the host can read a bootloader's information block from the camera.
+bool answersBootloaderInfo(vxsim::EmulatedCamera& cam) {
+    uint8_t buffer[32];
+    uint32_t size = sizeof buffer;
+    vx_error* error = nullptr;
+    vx_device_get_structured_data(cam.handle(), vxsim::kBootloaderInfoId, buffer, &size, &error);
+    const bool answered = error == nullptr && size == 16;
+    vx_delete_error(error);
+    return answered;
 }
 
 class VirtualCameraTest : public SimTest {
@@ -95,7 +103,6 @@ class RecordingTest : public SimTest {};
 class ModelCatalogTest : public SimTest {};
 
 TEST_F(VirtualCameraTest, FlashIsNorMemoryWithCheckedRanges) {
-    ASSERT_EQ(camera->flash().size(), size_t{16} << 20);
     EXPECT_EQ(send(device, req(wire::EraseFlash, {0x1000, 16})).status(), 0);
     // Odd data lengths count as received; halfWordSize would claim one byte more.
     EXPECT_EQ(send(device, req(wire::WriteFlash, {0x1000}, {0xF0, 0x0F, 0xAA})).status(), 0);
@@ -119,9 +126,7 @@ TEST_F(VirtualCameraTest, FlashIsNorMemoryWithCheckedRanges) {
 }
 
 TEST_F(VirtualCameraTest, FinishWriteFlashChecksTheCrcOfWhatWasWrittenSinceTheErase) {
-    const char* check = "123456789";
-    EXPECT_EQ(vxsim::crc32Mpeg2(reinterpret_cast<const uint8_t*>(check), 9), 0x0376E6E7u);
-
+    EXPECT_EQ(vxsim::crc32Mpeg2(reinterpret_cast<const uint8_t*>("123456789"), 9), 0x0376E6E7u);
     send(device, req(wire::EraseFlash, {0x2000, 0x1000}));
     send(device, req(wire::WriteFlash, {0x2100}, {1, 2, 3}));
     send(device, req(wire::WriteFlash, {0x2000}, {4, 5}));
@@ -131,30 +136,28 @@ TEST_F(VirtualCameraTest, FinishWriteFlashChecksTheCrcOfWhatWasWrittenSinceTheEr
     EXPECT_EQ(wrong.status(), kCrcMismatch);
     EXPECT_NE(wrong.text().find("CRC mismatch"), std::string::npos) << wrong.text();
     EXPECT_EQ(send(device, req(wire::FinishWriteFlash, {crc})).status(), 0);
-    EXPECT_EQ(send(device, req(wire::FinishWriteFlash)).status(), 0);
+    EXPECT_EQ(send(device, req(wire::FinishWriteFlash)).status(), 0);  // no CRC: nothing to check
     EXPECT_EQ(send(device, req(wire::FinishWriteFlash, {}, {1, 2})).status(), kBadRequest);
     send(device, req(wire::EraseFlash, {0, 4}));  // a new, empty window
     EXPECT_EQ(send(device, req(wire::FinishWriteFlash, {0xFFFFFFFF})).status(), 0);
     EXPECT_EQ(camera->counters().crcMismatches, 1u);
 }
 
-TEST_F(VirtualCameraTest, PropertiesStructuresAndHostStructuredData) {
+TEST_F(VirtualCameraTest, PropertiesAndStructureSequences) {
     EXPECT_EQ(send(device, req(wire::GetProperty, {77})).status(), kUnknownId);
     EXPECT_EQ(send(device, req(wire::SetProperty, {77, 0xFFFFFFFE})).status(), 0);
     const Answer got = send(device, req(wire::GetProperty, {77}));
-    ASSERT_EQ(got.bytes.size(), 30u);
+    ASSERT_EQ(got.bytes.size(), 30u);  // value, then min, max, step and default
     EXPECT_EQ(static_cast<int32_t>(wire::le32(&got.data()[0])), -2);
 
-    std::vector<int32_t> hooked;
-    camera->setPropertyHook(214, [&](uint32_t, int32_t value) -> uint16_t {
-        hooked.push_back(value);
-        return value < 0 ? 0x0042 : 0x8001;
+    // The hook sees the signed value, and its status is the answer.
+    camera->setPropertyHook(214, [](uint32_t, int32_t value) -> uint16_t {
+        return value == -1 ? 0x0042 : 0x8001;
     });
     EXPECT_EQ(send(device, req(wire::SetProperty, {214, 0xFFFFFFFF})).status(), 0x0042);
     EXPECT_FALSE(camera->property(214).has_value());  // refused, not stored
     EXPECT_EQ(send(device, req(wire::SetProperty, {214, 5})).status(), 0x8001);
-    EXPECT_EQ(camera->property(214), 5);
-    EXPECT_EQ(hooked, (std::vector<int32_t>{-1, 5}));
+    EXPECT_EQ(camera->property(214), 5);  // a warning still stores
 
     camera->setStructureSequence(1006, {{1}, {2}, {3, 3}});
     Bytes seen;
@@ -164,24 +167,12 @@ TEST_F(VirtualCameraTest, PropertiesStructuresAndHostStructuredData) {
     }
     EXPECT_EQ(seen, (Bytes{1, 0, 2, 0, 3, 3, 3, 3}));  // odd data is padded; the last repeats
     EXPECT_EQ(send(device, req(wire::GetStructureData, {9})).status(), kUnknownId);
-
-    camera->setHostStructuredData(1063, Bytes(16, 7));
-    uint8_t buffer[32] = {};
-    uint32_t size = sizeof buffer;
-    vx_device_get_structured_data(device.handle(), 1063, buffer, &size, nullptr);
-    EXPECT_EQ(size, 16u);
-    vx_error* error = nullptr;
-    vx_device_get_structured_data(device.handle(), 1064, buffer, &size, &error);
-    EXPECT_NE(error, nullptr);
-    vx_delete_error(error);
 }
 
 TEST_F(VirtualCameraTest, RawDataObjectLifecycle) {
     camera->addRawDataObject(1052, 8, {9, 9});
-    Bytes finished;
-    camera->setRawDataHook(1052, [&](uint32_t, const Bytes& content) -> uint16_t {
-        finished = content;
-        return 0;
+    camera->setRawDataHook(1052, [](uint32_t, const Bytes& content) -> uint16_t {
+        return content == Bytes{'a', 'b', 'c', 'd', 'e', 0} ? 0x8003 : 1;
     });
     EXPECT_EQ(send(device, req(wire::WriteData, {1052, 0}, {1})).status(), kOutOfSequence);
     EXPECT_EQ(send(device, req(wire::StartWriteData, {1052, 9})).status(), kTooLarge);
@@ -190,9 +181,8 @@ TEST_F(VirtualCameraTest, RawDataObjectLifecycle) {
     EXPECT_EQ(send(device, req(wire::WriteData, {1052, 0}, {'a', 'b', 'c'})).status(), 0);
     EXPECT_EQ(send(device, req(wire::WriteData, {1052, 3}, {'d', 'e'})).status(), 0);
     EXPECT_EQ(camera->rawData(1052), (Bytes{9, 9}));  // pending until finished
-    EXPECT_EQ(send(device, req(wire::FinishWriteData, {1052})).status(), 0);
+    EXPECT_EQ(send(device, req(wire::FinishWriteData, {1052})).status(), 0x8003);
     EXPECT_EQ(camera->rawData(1052), (Bytes{'a', 'b', 'c', 'd', 'e', 0}));
-    EXPECT_EQ(finished, camera->rawData(1052));
 
     EXPECT_EQ(send(device, req(wire::GetReadDataSize, {1052})).data(), (Bytes{6, 0, 0, 0}));
     EXPECT_EQ(send(device, req(wire::ReadData, {1052, 2, 100})).data(), (Bytes{'c', 'd', 'e', 0}));
@@ -204,133 +194,115 @@ TEST_F(VirtualCameraTest, RawDataObjectLifecycle) {
 }
 
 TEST_F(VirtualCameraTest, OddRequestsGetErrorsThatFitTheBuffer) {
-    const Answer unsupported = send(device, req(0x77));
-    EXPECT_EQ(unsupported.status(), kUnsupported);
-    EXPECT_EQ(unsupported.text(), "unsupported opcode 119");
+    EXPECT_EQ(send(device, req(0x77)).text(), "unsupported opcode 119");
     const Answer cut = send(device, req(0x77), 13);
     ASSERT_EQ(cut.bytes.size(), 12u);
+    EXPECT_EQ(cut.status(), kUnsupported);
     EXPECT_EQ(wire::le16(&cut.bytes[2]), 2);  // the header declares what was sent
-    EXPECT_TRUE(send(device, {'X', 'M', 0, 0, 5, 0, 1, 0}).failed);
+    EXPECT_TRUE(send(device, {'G', 'X', 0, 0, 5, 0, 1, 0}).failed);
     EXPECT_EQ(camera->counters().deviceErrors, 2u);
 }
 
-TEST_F(FaultPlanTest, EveryFaultKindSpoilsAReadAsDocumented) {
-    struct Case {
-        Fault fault;
-        bool executed;
-        std::function<void(const Answer&)> check;
-    };
+TEST_F(FaultPlanTest, EveryFaultKindSpoilsARead) {
     const Bytes data{0x11, 0x22, 0x33, 0x44};
-    const std::vector<Case> cases{
-        {Fault::transportError(), false, [](const Answer& a) { EXPECT_TRUE(a.failed); }},
-        {Fault::staleRequestId(), true, [](const Answer& a) { EXPECT_EQ(a.bytes[6], 6); }},
-        {Fault::busy(), false, [](const Answer& a) { EXPECT_EQ(a.status(), 3); }},
-        {Fault::deviceError(0x21), false, [](const Answer& a) { EXPECT_EQ(a.status(), 0x21); }},
+    using Check = std::function<bool(const Answer&)>;
+    const auto failed = [](const Answer& a) { return a.failed; };
+    const std::vector<std::tuple<Fault, bool, Check>> cases{  // fault, executed, what it spoils
+        {Fault::transportError(), false, failed},
+        {Fault::staleRequestId(), true, [](const Answer& a) { return a.bytes[6] == 6; }},
+        {Fault::busy(), false, [](const Answer& a) { return a.status() == 3; }},
+        {Fault::deviceError(0x21), false, [](const Answer& a) { return a.status() == 0x21; }},
         {Fault::deviceWarning(0x8002), true,
-         [&](const Answer& a) { EXPECT_EQ(std::make_pair(a.status(), a.data()),
-                                          std::make_pair(uint16_t{0x8002}, data)); }},
-        {Fault::badMagic(), true, [](const Answer& a) { EXPECT_EQ(a.bytes[0], 'X'); }},
-        {Fault::truncate(6), true, [](const Answer& a) { EXPECT_EQ(a.bytes.size(), 6u); }},
-        {Fault::overlongBody(4), true, [](const Answer& a) {
-             EXPECT_EQ(a.bytes.size(), 8u + 2u * wire::le16(&a.bytes[2]) + 4u);
-         }},
-        {Fault::overlongLength(64), true, [](const Answer& a) { EXPECT_EQ(a.reported, 128u); }},
+         [&](const Answer& a) { return a.status() == 0x8002 && a.data() == data; }},
+        {Fault::badMagic(), true, [](const Answer& a) { return a.bytes[0] == 'X'; }},
+        {Fault::truncate(6), true, [](const Answer& a) { return a.bytes.size() == 6; }},
+        {Fault::overlongBody(4), true,
+         [](const Answer& a) { return a.bytes.size() == 8u + 2u * wire::le16(&a.bytes[2]) + 4u; }},
+        {Fault::overlongLength(64), true, [](const Answer& a) { return a.reported == 128; }},
         {Fault::bitFlip(9), true,
-         [](const Answer& a) { EXPECT_EQ(a.data(), (Bytes{0x11, 0x20, 0x33, 0x44})); }},
-        {Fault::disappear(), false, [](const Answer& a) { EXPECT_TRUE(a.failed); }},
+         [](const Answer& a) { return a.data() == Bytes{0x11, 0x20, 0x33, 0x44}; }},
+        {Fault::disappear(), false, failed},
     };
     ASSERT_EQ(cases.size(), vxsim::kFaultKindCount);
-    for (const Case& c : cases) {
-        SCOPED_TRACE(vxsim::faultKindName(c.fault.kind));
-        auto camera = std::make_shared<vxsim::VirtualCamera>();
-        camera->writeFlashDirect(0x100, data);
-        vxsim::Device device;
-        device.setResponder(camera);
-        auto plan = vxsim::attachFaults(device);
-        plan->add(FaultRule::onOpcode(wire::ReadFlash, c.fault));
-        ASSERT_EQ(send(device, req(wire::HeartbeatAndState, {}, {}, 6)).status(), 0);
-        c.check(send(device, readFlashReq(0x100, 2, 7), 64));
-        EXPECT_EQ(camera->counters().flashBytesRead, c.executed ? 4u : 0u);
-        EXPECT_EQ(plan->injected(c.fault.kind), 1u);
-        EXPECT_EQ(plan->injected(), 1u);
+    for (const auto& [fault, executed, spoiled] : cases) {
+        SCOPED_TRACE(vxsim::faultKindName(fault.kind));
+        auto cam = vxsim::makeCamera("l840");
+        cam->camera().writeFlashDirect(0x100, data);
+        cam->faults().add(FaultRule::onOpcode(wire::ReadFlash, fault));
+        ASSERT_EQ(send(cam->device(), req(wire::HeartbeatAndState, {}, {}, 6)).status(), 0);
+        EXPECT_TRUE(spoiled(send(cam->device(), readFlashReq(0x100, 2, 7), 64)));
+        EXPECT_EQ(cam->camera().counters().flashBytesRead, executed ? 4u : 0u);
+        EXPECT_EQ(cam->faults().injected(fault.kind), 1u);
+        EXPECT_EQ(cam->faults().injected(), 1u);
     }
 }
 
 TEST_F(FaultPlanTest, FaultRulesMatchByPositionAndTheDeviceCanDisappear) {
-    auto cam = vxsim::makeCamera("l840");
+    auto cam = vxsim::makeCamera("l840-boot");
     cam->faults()
         .add(FaultRule::atExchange(1, Fault::busy()))
         .add(FaultRule::onOpcode(wire::WriteFlash, 2, Fault::transportError()))
-        .disappearAfter(6);
+        .disappearAfter(7);
     std::string pattern;  // o ok, B busy, T transport error
-    for (int i = 0; i < 8; ++i) {
-        const Answer a = send(cam->device(), req(wire::WriteFlash, {0}, {0}));
+    for (int i = 0; i < 9; ++i) {
+        const Answer a = send(cam->device(), i % 2 != 0 ? req(wire::HeartbeatAndState)
+                                                        : req(wire::WriteFlash, {0}, {0}));
         pattern += a.failed ? 'T' : a.status() == 3 ? 'B' : 'o';
     }
-    // Exchange 1 is busy; write #2 by opcode count is exchange 2; from 6 on the device is gone.
-    EXPECT_EQ(pattern, "oBToooTT");
-    EXPECT_EQ(cam->camera().counters().flashWrites, 4u);
+    // Exchange 1 is busy; the third write (exchange 4) fails; from exchange 7 on it is gone.
+    EXPECT_EQ(pattern, "oBooTooTT");
+    EXPECT_EQ(cam->camera().counters().flashWrites, 3u);
     EXPECT_EQ(cam->faults().injected(FaultKind::Disappear), 2u);
-    uint8_t buffer[16];
-    uint32_t size = sizeof buffer;
-    vx_error* error = nullptr;
-    vx_device_get_structured_data(cam->handle(), 1, buffer, &size, &error);
-    EXPECT_NE(error, nullptr);
-    vx_delete_error(error);
+    EXPECT_FALSE(answersBootloaderInfo(*cam));  // a vanished device answers nothing
     cam->faults().reconnect();
+    EXPECT_TRUE(answersBootloaderInfo(*cam));
     EXPECT_FALSE(send(cam->device(), req(wire::HeartbeatAndState)).failed);
 }
 
 TEST_F(RecordingTest, LinkModelAccountsEveryExchangeWithoutSleeping) {
-    // An 8 MiB write in 480-byte packets: fast in the emulator, slow on a slow link.
-    const Bytes chunk(480, 0);
-    std::map<std::string, double> seconds;
     for (const vxsim::LinkModel& link : vxsim::linkPresets()) {
+        SCOPED_TRACE(link.name);
         vxsim::Device device;
         device.setResponder(std::make_shared<vxsim::VirtualCamera>());
         device.setLinkModel(link);
-        send(device, req(wire::WriteFlash, {0}, chunk));
-        const double one = device.modelledSeconds();
-        EXPECT_DOUBLE_EQ(one, link.latencySeconds + (12.0 + 480 + 10) / link.bytesPerSecond);
-        seconds[link.name] = one * (8 << 20) / 480;
+        send(device, req(wire::WriteFlash, {0}, Bytes(480, 0)));
+        send(device, req(wire::HeartbeatAndState));
+        EXPECT_TRUE(send(device, {'X'}).failed);  // a failed exchange costs time too
+        const double all = device.modelledSeconds();
+        EXPECT_DOUBLE_EQ(all, 3 * link.latencySeconds +
+                                  (12.0 + 480 + 10 + 8 + 18 + 1) / link.bytesPerSecond);
         device.clearExchanges();
-        EXPECT_DOUBLE_EQ(device.modelledSeconds(), one);  // the log and the clock are apart
+        EXPECT_DOUBLE_EQ(device.modelledSeconds(), all);  // the log and the clock are apart
         device.resetModelledTime();
         EXPECT_EQ(device.modelledSeconds(), 0.0);
     }
-    EXPECT_NEAR(seconds.at("USB2.0"), 4.6, 0.1);
-    EXPECT_NEAR(seconds.at("Ethernet"), 3.6, 0.1);
-    EXPECT_NEAR(seconds.at("GMSL2"), 105.0, 1.0);
-    ASSERT_TRUE(vxsim::linkPreset("gmsl2").has_value());
+    EXPECT_TRUE(vxsim::linkPreset("gmsl2").has_value());
     EXPECT_FALSE(vxsim::linkPreset("USB9").has_value());
 }
 
 TEST_F(RecordingTest, DumpShowsEachExchangeAndASummary) {
     auto cam = vxsim::makeCamera("l840");
-    cam->faults().add(FaultRule::atExchange(2, Fault::transportError()));
+    cam->faults().add(FaultRule::atExchange(1, Fault::transportError()));
     send(cam->device(), req(wire::EraseFlash, {0, 2}, {}, 1));
-    send(cam->device(), req(wire::GetProperty, {5}, {}, 2));
-    send(cam->device(), readFlashReq(0, 1, 3));
-    send(cam->device(), req(0x77, {}, {}, 4), 10);
+    send(cam->device(), readFlashReq(0, 1, 2));
+    send(cam->device(), req(0x77, {}, {}, 3), 10);
     EXPECT_EQ(vxsim::dumpExchanges(cam->device()),
               "     0 ERASE_FLASH                    id=1     req=16     "
               "resp=10     status=0x0000\n"
-              "     1 GET_PROPERTY                   id=2     req=12     "
-              "resp=30     status=0x0004\n"
-              "     2 READ_FLASH                     id=3     req=14     "
+              "     1 READ_FLASH                     id=2     req=14     "
               "resp=-      transport error\n"
-              "     3 UNKNOWN(0x0077)                id=4     req=8      "
+              "     2 UNKNOWN(0x0077)                id=3     req=8      "
               "resp=10     status=0x0006\n"
-              "4 exchanges, 1 transport errors, 2 device errors, 0 warnings; "
-              "sent 50 bytes, received 50\n"
-              "  GET_PROPERTY 1, ERASE_FLASH 1, READ_FLASH 1, UNKNOWN(0x0077) 1\n");
+              "3 exchanges, 1 transport errors, 1 device errors, 0 warnings; "
+              "sent 38 bytes, received 20\n"
+              "  ERASE_FLASH 1, READ_FLASH 1, UNKNOWN(0x0077) 1\n");
 }
 
 TEST_F(ModelCatalogTest, CatalogBuildsCamerasFromOneLine) {
     auto cam = vxsim::makeCamera(" l840 , conn=GMSL2, fw=1.2.3, flash=0x800000, isp=2.0 ");
-    EXPECT_EQ(cam->device().identity().pid, 0x0800);
-    EXPECT_EQ(cam->device().identity().connectionType, "GMSL2");
-    EXPECT_EQ(cam->device().identity().firmwareVersion, "1.2.3");
+    const vxsim::Identity& id = cam->device().identity();
+    EXPECT_EQ(std::tie(id.pid, id.connectionType, id.firmwareVersion),
+              std::make_tuple(0x0800, "GMSL2", "1.2.3"));
     EXPECT_EQ(cam->camera().flash().size(), size_t{8} << 20);
     EXPECT_STREQ(vx_device_get_extension_info(cam->handle(), "IspFwVer", nullptr), "2.0");
     ASSERT_TRUE(cam->device().linkModel().has_value());
@@ -342,49 +314,33 @@ TEST_F(ModelCatalogTest, CatalogBuildsCamerasFromOneLine) {
 
     // Each refusal names what is wrong.
     const std::map<std::string, std::string> refused{
-        {"", "no model"},           {"l999", "'l999'"},
-        {"l840,colour=red", "'colour=red'"}, {"l840,boot=1", "'boot' takes no value"},
-        {"l815,boot", "no bootloader"}, {"l840,flash=1M", "8 MiB"},
-        {"l840,flash=12Q", "'12Q'"},  {"l840,fw=", "'fw='"},
+        {"", "no model"}, {"l999", "'l999'"}, {"l840,colour=red", "'colour=red'"},
+        {"l840,boot=1", "'boot' takes no value"}, {"l815,boot", "no bootloader"},
+        {"l840,flash=1M", "8 MiB"}, {"l840,flash=12Q", "'12Q'"}, {"l840,fw=", "'fw='"},
         {"l840,boot,saveinfo=fallback", "L5-family"}};
     for (const auto& [description, why] : refused) {
-        SCOPED_TRACE(description);
-        try {
-            vxsim::makeCamera(description);
-            ADD_FAILURE() << "accepted";
-        } catch (const std::invalid_argument& e) {
-            EXPECT_NE(std::string(e.what()).find(why), std::string::npos) << e.what();
-        }
+        EXPECT_THAT([d = description] { vxsim::makeCamera(d); },
+                    ThrowsMessage<std::invalid_argument>(HasSubstr(why)));
     }
 }
 
 TEST_F(ModelCatalogTest, BootloaderCamerasCarryTheirSaveInfo) {
-    const auto at = [](vxsim::EmulatedCamera& cam, size_t offset, size_t n) {
-        const auto begin = cam.camera().flash().begin() + static_cast<std::ptrdiff_t>(offset);
+    const auto at = [](const std::string& description, uint32_t offset, size_t n) {
+        auto cam = vxsim::makeCamera(description);
+        EXPECT_EQ(cam->device().identity().pid, 0x0501);
+        const auto begin = cam->camera().flash().begin() + static_cast<std::ptrdiff_t>(offset);
         return Bytes(begin, begin + static_cast<std::ptrdiff_t>(n));
     };
-    uint8_t buffer[32];
-    uint32_t size = sizeof buffer;
-    auto l840 = vxsim::makeCamera("l840-boot");
-    EXPECT_EQ(l840->device().identity().pid, 0x0501);
-    EXPECT_EQ(at(*l840, 0xA1000 + 32, 4), (Bytes{0x6E, 0x3A, 0x00, 0x08}));
-    vx_device_get_structured_data(l840->handle(), 1063, buffer, &size, nullptr);
-    EXPECT_EQ(size, 16u);
-
-    auto l5s = vxsim::makeCamera("l5s,boot");
-    EXPECT_EQ(l5s->device().identity().pid, 0x0501);
-    EXPECT_EQ(at(*l5s, 0xA1000, 4), (Bytes{0xDC, 0xCD, 0xA5, 0x5A}));
-    EXPECT_EQ(at(*l5s, 0xA1000 + 20, 3), (Bytes{'A', 'Y', '8'}));
-    EXPECT_EQ(at(*l5s, 0xA1000 + 40, 3), (Bytes{'A', 'Y', '8'}));
-    vx_error* error = nullptr;
-    vx_device_get_structured_data(l5s->handle(), 1063, buffer, &size, &error);
-    EXPECT_NE(error, nullptr);
-    vx_delete_error(error);
-
-    auto fallback = vxsim::makeCamera("l5-boot,saveinfo=fallback");
-    EXPECT_EQ(at(*fallback, 0xA1000, 56), Bytes(56, 0xFF));
-    EXPECT_EQ(at(*fallback, 0xA2000 + 20, 3), (Bytes{'A', 'Y', '3'}));
+    EXPECT_EQ(at("l840-boot", 0xA1000 + 32, 4), (Bytes{0x6E, 0x3A, 0x00, 0x08}));
+    EXPECT_EQ(at("l5s,boot", 0xA1000, 4), (Bytes{0xDC, 0xCD, 0xA5, 0x5A}));
+    EXPECT_EQ(at("l5s,boot", 0xA1000 + 20, 3), (Bytes{'A', 'Y', '8'}));
+    EXPECT_EQ(at("l5s,boot", 0xA1000 + 40, 3), (Bytes{'A', 'Y', '8'}));
+    EXPECT_EQ(at("l5-boot,saveinfo=fallback", 0xA1000, 56), Bytes(56, 0xFF));
+    EXPECT_EQ(at("l5-boot,saveinfo=fallback", 0xA2000 + 20, 3), (Bytes{'A', 'Y', '3'}));
     EXPECT_EQ(vxsim::makeCamera("openni-boot")->device().identity().pid, 0x0400);
+
+    EXPECT_TRUE(answersBootloaderInfo(*vxsim::makeCamera("l840-boot")));
+    EXPECT_FALSE(answersBootloaderInfo(*vxsim::makeCamera("l5s,boot")));
 }
 
 TEST_F(ModelCatalogTest, GroupRecordsListEveryRunTimeFamily) {
@@ -394,9 +350,9 @@ TEST_F(ModelCatalogTest, GroupRecordsListEveryRunTimeFamily) {
     EXPECT_EQ(groups[0], (Bytes{0x6E, 0x3A, 0x00, 0x08}));
     EXPECT_EQ(groups[2], (Bytes{0x6E, 0x3A, 0x20, 0x08}));
     EXPECT_EQ(groups[3], (Bytes{0x6E, 0x3A, 0x10, 0x08}));
+    EXPECT_EQ(groups[6], (Bytes{0x6E, 0x3A, 0x30, 0x08}));
     EXPECT_EQ(groups[4], (Bytes{0x6E, 0x3A, 0x00, 0x08, 0x6E, 0x3A, 0x10, 0x08,  // l840, kovra-a
                                 0x6E, 0x3A, 0x20, 0x08}));                     // l845se
-    EXPECT_EQ(groups[6], (Bytes{0x6E, 0x3A, 0x30, 0x08}));
     const Bytes& names = groups[5];
     ASSERT_EQ(names.size(), 4u * 68u);
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(&names[68 + 4])), "Kovra A");
