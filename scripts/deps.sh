@@ -21,7 +21,10 @@ NATIVE_PACKAGES=(cmake make g++ pkg-config libfmt-dev libgtest-dev libgmock-dev 
 CROSS_PACKAGES=(g++-arm-linux-gnueabihf qemu-user libfmt-dev:armhf
                 libgtest-dev:armhf libgmock-dev:armhf)
 
+CHECK_PACKAGES=(clang libclang-rt-14-dev valgrind)
+
 need_native() { need_packages "${NATIVE_PACKAGES[@]}"; }
+need_checks() { need_packages "${CHECK_PACKAGES[@]}"; }
 
 need_cross() {
     local sudo=""

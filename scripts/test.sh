@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Builds and runs the whole test suite natively, then cross-builds for 32-bit ARM and runs the
-# same tests under qemu-arm. Installs missing Debian packages first.
-#   scripts/test.sh            both
-#   scripts/test.sh native     native only
+# Builds and runs the whole test suite natively, again with AddressSanitizer and
+# UndefinedBehaviorSanitizer (clang), runs the end-to-end tests under valgrind, then cross-builds
+# for 32-bit ARM and runs the suite under qemu-arm. Installs missing Debian packages first.
+#   scripts/test.sh            everything
+#   scripts/test.sh native     the native build and its tests only
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/deps.sh
@@ -17,6 +18,20 @@ cmake --build build/native -j"$jobs"
 ctest --test-dir build/native --output-on-failure -j"$jobs"
 
 [ "$what" = native ] && exit 0
+
+echo "== Sanitizer build (clang, AddressSanitizer + UndefinedBehaviorSanitizer)"
+need_checks
+CC=clang CXX=clang++ cmake -S . -B build/sanitize -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+      -DVXSENSOR_SANITIZE=ON -DVXSENSOR_WERROR=ON -DVXSENSOR_BUILD_EXAMPLES=OFF
+cmake --build build/sanitize -j"$jobs"
+ctest --test-dir build/sanitize --output-on-failure -j"$jobs"
+
+echo "== End-to-end tests under valgrind memcheck"
+for t in build/native/tests/test_e2e_*; do
+    echo "-- $(basename "$t")"
+    valgrind --quiet --error-exitcode=9 --leak-check=full --errors-for-leak-kinds=definite,indirect \
+        "$t" --gtest_brief=1
+done
 
 echo "== 32-bit ARM build, tests under qemu-arm"
 need_cross

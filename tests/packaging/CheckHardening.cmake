@@ -1,0 +1,16 @@
+# Proves the shared library is linked with full RELRO, immediate binding and a non-executable
+# stack. Run with -DREADELF=... -DLIBRARY=...
+cmake_minimum_required(VERSION 3.25)
+execute_process(COMMAND ${READELF} -d -l -W ${LIBRARY} OUTPUT_VARIABLE out RESULT_VARIABLE rc)
+if(NOT rc EQUAL 0)
+  message(FATAL_ERROR "${READELF} failed on ${LIBRARY}")
+endif()
+foreach(needed "GNU_RELRO" "BIND_NOW" "SONAME[^\n]*libvxsensor_ext\\.so\\.1")
+  if(NOT out MATCHES "${needed}")
+    message(FATAL_ERROR "${LIBRARY}: no ${needed}")
+  endif()
+endforeach()
+if(out MATCHES "GNU_STACK[^\n]*RWE")
+  message(FATAL_ERROR "${LIBRARY}: executable stack")
+endif()
+message(STATUS "full RELRO, immediate binding, versioned SONAME, no executable stack")
