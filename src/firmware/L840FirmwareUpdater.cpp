@@ -4,6 +4,7 @@
 #include "firmware/L840FirmwareUpdater.h"
 
 #include <cstring>
+#include <stdexcept>
 #include <string>
 
 #include "DevicePidAndMap.h"
@@ -202,6 +203,11 @@ void L840FirmwareUpdater::updateFirmware(vx_device_t* device, const std::vector<
         const uint32_t real = bootloaderInfo.getDeviceVidPid(device, packetSize);
         vid = static_cast<uint16_t>(real & 0xFFFF);
         pid = static_cast<uint16_t>(real >> 16);
+        // Without the real identity the device's own components would be skipped as not
+        // meant for it and the update would still end "successfully": refuse instead.
+        if (bootloaderInfo.saveInfoReadFailed()) {
+            throw std::runtime_error("Failed to read the device identity from flash in bootloader mode");
+        }
     }
     checkSerial(vid, pid, header.serial(), bootloaderInfo.getDeviceName());
     checkL845SeDate(vid, pid, header.dateTime());

@@ -17,7 +17,8 @@ uint16_t L840BootloaderInfoManager::getDevicePid(vx_device_t*, uint32_t) { retur
 std::vector<uint8_t> L840BootloaderInfoManager::getSaveInfoFromFlash(vx_device_t* device,
                                                                      uint32_t packetSize) {
     std::vector<uint8_t> info;
-    if (!readSaveInfoRecord(device, kSaveInfoOffset, kSaveInfoLength, packetSize, info)) {
+    saveInfoReadFailed_ = !readSaveInfoRecord(device, kSaveInfoOffset, kSaveInfoLength, packetSize, info);
+    if (saveInfoReadFailed_) {
         return {};
     }
     return info;

@@ -16,11 +16,16 @@ public:
     // The vendor id in the low 16 bits, the product id in the high 16 bits.
     uint32_t getDeviceVidPid(vx_device_t* device, uint32_t packetSize);
 
+    // Whether the last save-info read failed on the link, as opposed to finding no usable
+    // record: the bootloader identity then says nothing about the device.
+    bool saveInfoReadFailed() const { return saveInfoReadFailed_; }
+
 private:
     uint32_t packed() const { return static_cast<uint32_t>(vid) | (static_cast<uint32_t>(pid) << 16); }
 
     uint16_t vid = kVendorId;
     uint16_t pid = kBootloaderPid;
+    bool saveInfoReadFailed_ = false;
 };
 
 }  // namespace libvxsensor

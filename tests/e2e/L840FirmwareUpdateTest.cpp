@@ -135,6 +135,21 @@ TEST_F(L840FirmwareUpdateTest, RefusalsReportStateMessageAndErrorAndLeaveFlashAl
     }
 }
 
+// Found by the fault campaign: a failed identity read used to leave the bootloader identity,
+// skip the device's own component and still report success.
+TEST_F(L840FirmwareUpdateTest, BootloaderIdentityReadFailureRefusesBeforeWriting) {
+    auto cam = vxsim::makeCamera("l840,boot");
+    cam->faults().add(FaultRule::onOpcode(wire::ReadFlash, 0, Fault::transportError()));
+    update(*cam, L840Container().serial("Lumex 840")
+                     .component(L840Component().name("boot").address(0x10000).data(boot))
+                     .component(L840Component().name("main").address(0x100000).data(main_).pids({0x0800}))
+                     .build());
+    const std::string message = "Failed to read the device identity from flash in bootloader mode";
+    EXPECT_EQ(result.reports, (std::vector<UpgradeReport>{{-6, message, 0}}));
+    result.expectError(message, "vx_device_update_firmware_from_raw_data_ext", 1);
+    EXPECT_TRUE(untouched(*cam));
+}
+
 TEST_F(L840FirmwareUpdateTest, L845SeAcceptsFirmwareFromTheCutOffDateOn) {
     auto cam = vxsim::makeCamera("l845se");
     update(*cam, L840Container().date("20250408").component(L840Component().data(boot)).build());
