@@ -17,8 +17,9 @@ need_packages() {
     DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
 }
 
-NATIVE_PACKAGES=(cmake make g++ pkg-config libfmt-dev libgtest-dev libgmock-dev libbenchmark-dev)
-CROSS_PACKAGES=(g++-arm-linux-gnueabihf qemu-user libfmt-dev:armhf
+NATIVE_PACKAGES=(cmake make g++ pkg-config libfmt-dev libgtest-dev libgmock-dev libbenchmark-dev
+                 libcli11-dev nlohmann-json3-dev)
+CROSS_PACKAGES=(g++-arm-linux-gnueabihf qemu-user libfmt-dev:armhf libcli11-dev nlohmann-json3-dev
                 libgtest-dev:armhf libgmock-dev:armhf)
 
 CHECK_PACKAGES=(clang libclang-rt-14-dev valgrind)

@@ -1,0 +1,39 @@
+# Process tests of vxfw inspect and vxfw pack. pack makes every binary in the work dir from the
+# manifests in tools/files (no binaries in the repo); the inspect tests read what it made.
+set(VX_FILES ${CMAKE_CURRENT_SOURCE_DIR}/tools/files)
+
+foreach(manifest l840-container l840-presets l5-image miromax-package damaged-container)
+  vx_tool_test(NAME tool_pack_${manifest} ARGS pack ${VX_FILES}/${manifest}.json -o files-${manifest}.bin
+    OUTPUT "wrote files-${manifest}.bin")
+endforeach()
+
+# Round trip: inspect shows the manifest's values, computed sizes and checksums.
+vx_tool_test(NAME tool_inspect_l840_container ARGS inspect files-l840-container.bin
+  OUTPUT "firmware line: L840 series.*component 1: depth-engine.*version: 2\\.3\\.1.*flash address: 0x00100000.*checksum: 0x0005A000 good.*product ids: 0x0842, 0x0800.*component 2: isp.*version: 1\\.7\\.16.*flash address: 0x00500000.*data length: 73.*isp: yes.*products: any, 0x0842 Lumex 815x"
+  DEPENDS tool_pack_l840-container)
+vx_tool_test(NAME tool_inspect_presets_l5_miromax
+  ARGS inspect files-l840-presets.bin files-l5-image.bin files-miromax-package.bin
+  OUTPUT "product name: Lumex 800.*record 1.*flash address: 0x007E0000.*checksum: 0x00000E00 good.*record 2.*flash address: 0x007F0000.*write size: 64.*product ids: 0x0840.*L5 image, 327680 bytes: accepted.*product id: 0x0673.*product name: Lumex 5 S.*write address: 0x00010000.*MiroMax package, 556 bytes: accepted.*product name: ra-dk700v.*payload size: 300.*products: 0x06C0 ra-dk700v"
+  REJECT "REFUSED"
+  DEPENDS tool_pack_l840-presets tool_pack_l5-image tool_pack_miromax-package)
+vx_tool_test(NAME tool_inspect_json
+  ARGS inspect --json files-l840-container.bin files-l840-presets.bin files-l5-image.bin files-miromax-package.bin
+  OUTPUT "^{[^\"]*\"files\": .*\"kind\": \"l840-container\".*\"name\": \"depth-engine\",[^}]*\"flashAddress\": 1048576,[^}]*\"checksumGood\": true.*\"kind\": \"l840-presets\".*\"productName\": \"Lumex 800\".*\"kind\": \"l5-image\".*\"writeAddress\": 65536.*\"kind\": \"miromax-package\".*\"firmwareType\": 2.*}[^{]*$"
+  REJECT "\"accepted\": false"
+  DEPENDS tool_pack_l840-container tool_pack_l840-presets tool_pack_l5-image tool_pack_miromax-package)
+
+# A bad checksum is shown per component, the cut-off data too, and the refusal is the library's.
+vx_tool_test(NAME tool_inspect_damaged ARGS inspect files-damaged-container.bin CODE 3
+  OUTPUT "REFUSED.*component 1: boot.*checksum: 0x00000011 BAD, the data sums to 0x00000010.*component 2: main.*runs 3 bytes past the end.*refusal: Checksum mismatch!.*Invalid input file or file has been damaged"
+  DEPENDS tool_pack_damaged-container)
+# An unreadable file outranks a refused one (here: a manifest, of no known kind).
+vx_tool_test(NAME tool_inspect_unreadable ARGS inspect ${VX_FILES}/l5-image.json files-missing.bin
+  CODE 2 OUTPUT "l5-image\\.json: unknown kind.*files-missing\\.bin: cannot read")
+
+vx_tool_test(NAME tool_pack_bad_manifest ARGS pack ${VX_FILES}/bad-manifest.json -o files-bad.bin
+  CODE 2 OUTPUT "components\\[0\\]\\.address: expected a number")
+# pack writes nothing the library would refuse.
+vx_tool_test(NAME tool_pack_refused ARGS pack ${VX_FILES}/refused-miromax.json -o files-refused.bin
+  CODE 2 OUTPUT "the library would refuse the file: Firmware mismatch, unsupported product name: miro mini")
+vx_tool_test(NAME tool_pack_bad_arguments ARGS pack ${VX_FILES}/l5-image.json CODE 2
+  OUTPUT "--output is required")

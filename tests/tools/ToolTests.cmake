@@ -1,0 +1,26 @@
+# vx_tool_test(NAME name ARGS a b c [CODE n] [OUTPUT regex] [REJECT regex] [DEPENDS test...])
+# runs vxfw as a process in tests/tools/work (shared by the tool tests, so one test can make a
+# file another uses; order them with DEPENDS).
+set(VX_TOOL_WORK ${CMAKE_CURRENT_BINARY_DIR}/tools/work)
+function(vx_tool_test)
+  cmake_parse_arguments(T "" "NAME;CODE;OUTPUT;REJECT" "ARGS;DEPENDS" ${ARGN})
+  if(NOT DEFINED T_CODE)
+    set(T_CODE 0)
+  endif()
+  string(REPLACE ";" "@@" joined "${T_ARGS}")
+  set(extra)
+  if(DEFINED T_OUTPUT)
+    list(APPEND extra "-DEXPECT_OUTPUT=${T_OUTPUT}")
+  endif()
+  if(DEFINED T_REJECT)
+    list(APPEND extra "-DREJECT_OUTPUT=${T_REJECT}")
+  endif()
+  string(REPLACE ";" "@@" emulator "${CMAKE_CROSSCOMPILING_EMULATOR}")
+  add_test(NAME ${T_NAME} COMMAND ${CMAKE_COMMAND} -DTOOL=$<TARGET_FILE:vxfw>
+    "-DEMULATOR=${emulator}" "-DARGS=${joined}" -DEXPECT_CODE=${T_CODE} ${extra}
+    -DWORK_DIR=${VX_TOOL_WORK} -P ${CMAKE_CURRENT_SOURCE_DIR}/tools/RunTool.cmake)
+  set_tests_properties(${T_NAME} PROPERTIES LABELS tool)
+  if(T_DEPENDS)
+    set_tests_properties(${T_NAME} PROPERTIES DEPENDS "${T_DEPENDS}")
+  endif()
+endfunction()

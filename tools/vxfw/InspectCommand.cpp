@@ -1,0 +1,190 @@
+// vxfw inspect FILE... [--json]: what each file is and whether the library would take it.
+// Nothing is sent anywhere.
+//
+// --json prints one document for all files:
+//   {"files": [{
+//      "path": "fw.bin",
+//      "readable": true,                      false: "error" holds the reason, nothing else follows
+//      "size": 8520,
+//      "kind": "l840-container",              miromax-package, l5pro-composite,
+//                                             computing-power-board, preset-package, l840-presets,
+//                                             l5-image, l840-container, openni-image or unknown
+//      "title": "L840 container",
+//      "alsoMatches": ["l5-image"],           other kinds whose signature the bytes carry too
+//      "accepted": true,                      the library takes it (on a camera it fits)
+//      "refusal": null,                       else the library's message, verbatim
+//      "header": {...},                       the kind's header fields (numbers are plain numbers)
+//      "components": [{...}],                 L840 components or preset records, read from the raw
+//                                             bytes: "checksum" as stored, "computedChecksum" and
+//                                             "checksumGood" (null where the data runs past the
+//                                             end, with "missingBytes"), "productIds", "anyProduct"
+//      "fits": {"families": ["L840 series"], "products": [{"pid": 2112, "family": "L815",
+//               "name": "Lumex 815"}], "anyProduct": false},
+//      "notes": ["..."]                       refusals that depend on the camera, and other facts
+//   }]}
+// Exit status: 2 when a file cannot be read, else 3 when a file is refused or of unknown kind,
+// else 0.
+#include <algorithm>
+#include <cstdio>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "vxfw/ExitCodes.h"
+#include "vxfw/InspectFile.h"
+
+namespace vxfw {
+
+namespace {
+
+// File contents reach the terminal: no control characters from a hostile file.
+std::string printable(const std::string& text) {
+    std::string out = text;
+    for (char& c : out) {
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = '?';
+    }
+    return out;
+}
+
+std::string label(const std::string& key) {
+    std::string out;
+    for (const char c : key) {
+        if (c >= 'A' && c <= 'Z') {
+            out += ' ';
+            out += static_cast<char>(c - 'A' + 'a');
+        } else {
+            out += c;
+        }
+    }
+    return out;
+}
+
+std::string valueText(const std::string& key, const Json& value) {
+    if (value.is_null()) return "-";
+    if (value.is_boolean()) return value.get<bool>() ? "yes" : "no";
+    if (value.is_string()) {
+        return value.get<std::string>().empty() ? "-" : printable(value.get<std::string>());
+    }
+    if (value.is_number_unsigned()) {
+        const auto n = value.get<uint64_t>();
+        static const std::set<std::string> kIds = {"productId", "productIds"};
+        static const std::set<std::string> kWords = {"flashAddress", "writeAddress", "checksum",
+                                                     "computedChecksum", "magic", "trailerMagic",
+                                                     "marker"};
+        if (kIds.count(key) != 0) return fmt::format("0x{:04X}", n);
+        if (kWords.count(key) != 0) return fmt::format("0x{:08X}", n);
+    }
+    if (value.is_array()) {
+        std::string out;
+        for (const Json& item : value) out += (out.empty() ? "" : ", ") + valueText(key, item);
+        return out.empty() ? "-" : out;
+    }
+    return value.dump();
+}
+
+std::string checksumText(const Json& c) {
+    const std::string stored = valueText("checksum", c["checksum"]);
+    if (c["checksumGood"].is_null()) {
+        return fmt::format("{} unknown: the data runs {} bytes past the end of the file", stored,
+                           c["missingBytes"].get<uint64_t>());
+    }
+    if (c["checksumGood"] == true) return stored + " good";
+    return stored + " BAD, the data sums to " + valueText("checksum", c["computedChecksum"]);
+}
+
+void printComponent(const Json& c, bool container) {
+    if (container) {
+        std::printf("  component %s: %s\n", c["index"].dump().c_str(),
+                    valueText("name", c["name"]).c_str());
+    } else {
+        std::printf("  record %s\n", c["index"].dump().c_str());
+    }
+    for (const auto& [key, value] : c.items()) {
+        if (key == "index" || key == "name" || key == "computedChecksum" || key == "checksumGood" ||
+            key == "missingBytes" || key == "anyProduct") {
+            continue;
+        }
+        std::string text = valueText(key, value);
+        if (key == "checksum") text = checksumText(c);
+        if (key == "productIds" && c["anyProduct"] == true) text = "any";
+        std::printf("    %s: %s\n", label(key).c_str(), text.c_str());
+    }
+}
+
+std::string productText(const Json& p) {
+    std::string text = valueText("productId", p["pid"]);
+    if (p["name"].is_string()) text += " " + printable(p["name"].get<std::string>());
+    text += p["family"].is_string() ? " (" + p["family"].get<std::string>() + ")"
+                                    : " (run-time tables only)";
+    return text;
+}
+
+void printHuman(const std::string& path, const Json& file) {
+    std::printf("%s: %s, %s bytes: %s\n", printable(path).c_str(),
+                file["title"].get<std::string>().c_str(), file["size"].dump().c_str(),
+                file["accepted"] == true ? "accepted" : "REFUSED");
+    if (!file["alsoMatches"].empty()) {
+        std::printf("  also looks like: %s\n", valueText("", file["alsoMatches"]).c_str());
+    }
+    for (const auto& [key, value] : file["header"].items()) {
+        std::printf("  %s: %s\n", label(key).c_str(), valueText(key, value).c_str());
+    }
+    for (const Json& c : file["components"]) printComponent(c, file["kind"] == "l840-container");
+    const Json& fits = file["fits"];
+    if (file["kind"] != kindId(FileKind::Unknown)) {
+        std::printf("  fits: %s\n", fits["families"].empty()
+                                        ? "no camera"
+                                        : valueText("", fits["families"]).c_str());
+    }
+    std::string products = fits["anyProduct"] == true ? "any" : "";
+    for (const Json& p : fits["products"]) {
+        products += (products.empty() ? "" : ", ") + productText(p);
+    }
+    if (!products.empty()) std::printf("  products: %s\n", products.c_str());
+    for (const Json& note : file["notes"]) std::printf("  note: %s\n", valueText("", note).c_str());
+    if (file["refusal"].is_string()) {
+        // The library's messages are a headline and a detail on separate lines.
+        const std::string text = file["refusal"].get<std::string>();
+        const char* indent = "  refusal: ";
+        for (size_t start = 0; start <= text.size(); indent = "           ") {
+            const size_t end = std::min(text.find('\n', start), text.size());
+            std::printf("%s%s\n", indent, printable(text.substr(start, end - start)).c_str());
+            start = end + 1;
+        }
+    }
+}
+
+}  // namespace
+
+int runInspect(const std::vector<std::string>& paths, bool json) {
+    int code = kOk;
+    Json files = Json::array();
+    for (const std::string& path : paths) {
+        Bytes data;
+        std::string error;
+        if (!readWholeFile(path, data, error)) {
+            code = kBadArguments;
+            files.push_back({{"path", path}, {"readable", false}, {"error", error}});
+            if (!json) {
+                std::fprintf(stderr, "%s: cannot read: %s\n", printable(path).c_str(),
+                             error.c_str());
+            }
+            continue;
+        }
+        Json file{{"path", path}, {"readable", true}};
+        file.update(describeFile(data));
+        if (file["accepted"] != true && code == kOk) code = kRefusedFile;
+        if (!json) printHuman(path, file);
+        files.push_back(std::move(file));
+    }
+    if (json) {
+        // Texts come from the files: invalid UTF-8 is replaced rather than refused.
+        const Json document{{"files", files}};
+        std::puts(document.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
+    }
+    return code;
+}
+
+}  // namespace vxfw

@@ -1,0 +1,261 @@
+// vxfw pack MANIFEST.json -o FILE: builds a firmware or preset file from a JSON manifest. The
+// tool computes every size and checksum; the manifest says only what a person decides.
+//
+// Manifest format (docs/vxfw-manifest.md has the same with examples). Numbers are JSON numbers
+// or texts such as "0x100000"; texts must leave room for their NUL in the field.
+//   Data, wherever a manifest names it: "file": "path" (relative to the manifest's directory)
+//   or "fill": {"byte": 90, "size": 4096} (size at most 256 MiB).
+//
+//   {"kind": "l840-container",
+//    "dateTime": "20250501120000",     up to 15 bytes, starting with a real date YYYYMMDD
+//    "serial": "Lumex 840",            up to 15 bytes, the firmware line
+//    "components": [{                  0 to 1000
+//      "name": "main",                 up to 63 bytes
+//      "version": "1.7.16",            optional, up to 15 bytes
+//      "address": "0x100000",          flash address, at most 0xFFFFFFFF
+//      "pids": [2048, "0x0801"],       optional, up to 12 product ids; none: any product
+//      "writeSize": 4096,              optional, at most the data size (default: the data size)
+//      "file" or "fill"}]}
+//   {"kind": "l840-presets",
+//    "productName": "Lumex 800",       up to 15 bytes
+//    "records": [{                     1 to 1000
+//      "address", "pids", "writeSize", "file" or "fill" as for components}]}
+//   {"kind": "l5-image",
+//    "pid": "0x0670",                  the product the image is built for
+//    "padTo": "0x50000",               optional: total file size, the body padded with 0xFF
+//    "file" or "fill"}                 the flash image body; the 100-byte trailer is appended
+//   {"kind": "miromax-package",
+//    "platform": "jetson nano",        optional, this is the default
+//    "productName": "miro max",        up to 15 bytes
+//    "firmwareType": 2,                optional, this is the default (3 is an application)
+//    "file" or "fill"}                 the payload after the 256-byte header, not empty
+//
+// For tests only, a file can be damaged on purpose; pack then skips its own acceptance check:
+//   "damage": {"checksumOffBy": 1}     in a component or record: the stored checksum is off by
+//                                      this much (-1000000 to 1000000)
+//   "damage": {"truncateBy": 3}        at the top: the file is cut by this many bytes
+//
+// Without damage, pack writes only files that `vxfw inspect` describes as the manifest's kind and
+// accepts: the library's parser and the camera-independent checks of its updaters run on the
+// result first. Exit status 0, or 2 for a manifest or file problem (the message names the value).
+#include <algorithm>
+#include <cstddef>
+#include <cstdio>
+#include <limits>
+#include <string>
+
+#include <fmt/format.h>
+
+#include "common/ByteOrder.h"
+#include "common/Utils.h"
+#include "firmware/L5FirmwareParser.h"
+#include "firmware/L840FirmwareParser.h"
+#include "firmware/MiroMaxFirmwareParser.h"
+#include "vxfw/ExitCodes.h"
+#include "vxfw/InspectFile.h"
+#include "vxfw/PackManifest.h"
+
+namespace vxfw {
+
+namespace {
+
+using namespace libvxsensor;
+using pack::ManifestError;
+using pack::Node;
+
+constexpr size_t kMaxRecords = 1000;
+
+struct Build {
+    Bytes out;
+    bool damaged = false;
+};
+
+void putText(Bytes& out, size_t offset, const std::string& text) {
+    std::copy(text.begin(), text.end(), out.begin() + static_cast<std::ptrdiff_t>(offset));
+}
+
+void append(Build& b, const Bytes& data) {
+    if (data.size() > std::numeric_limits<uint32_t>::max() - b.out.size()) {
+        throw ManifestError("the file would exceed 4 GiB, the most the library takes");
+    }
+    b.out.insert(b.out.end(), data.begin(), data.end());
+}
+
+uint32_t byteSum(const Bytes& data) {
+    uint32_t sum = 0;
+    for (const uint8_t byte : data) sum += byte;
+    return sum;
+}
+
+// Containers and preset files share this much of the record header (the container widens the
+// address to 64 bits, whose high half stays 0 here), so one writer serves both.
+Bytes recordHeader(const Node& r, const Bytes& data, uint64_t address, Build& b) {
+    Bytes h(kL840RecordHeaderSize, 0);
+    writeLe32(&h[kL840OffRecordSize], kL840RecordHeaderSize);
+    writeLe32(&h[kL840OffDataLength], static_cast<uint32_t>(data.size()));
+    writeLe32(&h[kL840OffFlashAddress], static_cast<uint32_t>(address));
+    writeLe32(&h[kL840OffWriteSize],
+              static_cast<uint32_t>(r.number("writeSize", data.size(), data.size())));
+    uint32_t checksum = byteSum(data);
+    if (r.has("damage")) {
+        const Node damage = r.object("damage");
+        damage.allowOnly({"checksumOffBy"});
+        checksum += static_cast<uint32_t>(damage.signedNumber("checksumOffBy", -1000000, 1000000));
+        b.damaged = true;
+    }
+    writeLe32(&h[kL840OffChecksum], checksum);
+    const std::vector<uint16_t> pids = r.productIds("pids", kL840PidSlots);
+    for (size_t slot = 0; slot < pids.size(); ++slot) {
+        writeLe16(&h[kL840OffPids + 2 * slot], pids[slot]);
+    }
+    return h;
+}
+
+void buildL840Container(const Node& m, Build& b) {
+    m.allowOnly({"kind", "dateTime", "serial", "components", "damage"});
+    const std::string date = m.text("dateTime", kL840TextSize - 1);
+    const bool digits = date.size() >= 8 && std::all_of(date.begin(), date.begin() + 8, [](char c) {
+                            return c >= '0' && c <= '9';
+                        });
+    // The L845Se check reads these eight characters as a date and fails on anything else.
+    if (!digits || !vx_isValidDateTime(date)) {
+        m.fail("dateTime", "must start with a real date YYYYMMDD");
+    }
+    const std::vector<Node> components = m.objects("components", 0, kMaxRecords);
+    b.out.assign(kL840FileHeaderSize, 0);
+    writeLe32(&b.out[kL840OffHeaderSize], kL840FileHeaderSize);
+    writeLe32(&b.out[kL840OffCount], static_cast<uint32_t>(components.size()));
+    putText(b.out, kL840OffDateTime, date);
+    putText(b.out, kL840OffSerial, m.text("serial", kL840TextSize - 1));
+    writeLe32(&b.out[kL840OffMarker], kL840Marker);
+    for (const Node& c : components) {
+        c.allowOnly({"name", "version", "address", "pids", "writeSize", "file", "fill", "damage"});
+        const Bytes data = c.payload();
+        Bytes h = recordHeader(c, data, c.number("address", 0xFFFFFFFF), b);
+        putText(h, kL840OffVersion, c.text("version", kL840TextSize - 1, ""));
+        putText(h, kL840OffName, c.text("name", kL840NameSize - 1));
+        append(b, h);
+        append(b, data);
+    }
+}
+
+void buildL840Presets(const Node& m, Build& b) {
+    namespace pf = presetfile;
+    m.allowOnly({"kind", "productName", "records", "damage"});
+    const std::vector<Node> records = m.objects("records", 1, kMaxRecords);
+    b.out.assign(pf::kHeaderSize, 0);
+    writeLe32(&b.out[pf::kOffHeaderSize], pf::kHeaderSize);
+    writeLe32(&b.out[pf::kOffCount], static_cast<uint32_t>(records.size()));
+    putText(b.out, pf::kOffProductName, m.text("productName", pf::kProductNameSize - 1));
+    writeLe32(&b.out[pf::kOffMagic], pf::kMagic);
+    for (const Node& r : records) {
+        r.allowOnly({"address", "pids", "writeSize", "file", "fill", "damage"});
+        const Bytes data = r.payload();
+        append(b, recordHeader(r, data, r.number("address", 0xFFFFFFFF), b));
+        append(b, data);
+    }
+}
+
+void buildL5Image(const Node& m, Build& b) {
+    m.allowOnly({"kind", "pid", "padTo", "file", "fill", "damage"});
+    const auto pid = static_cast<uint16_t>(m.number("pid", 0xFFFF));
+    append(b, m.payload());
+    const uint64_t minimum = b.out.size() + kL5TrailerSize;
+    const uint64_t total = m.number("padTo", pack::kMaxDataSize, minimum);
+    if (total < minimum) {
+        m.fail("padTo", fmt::format("the body and trailer already take {} bytes", minimum));
+    }
+    Bytes tail(static_cast<size_t>(total - minimum), 0xFF);
+    Bytes trailer(kL5TrailerSize, 0);
+    writeLe32(&trailer[kL5OffMagic], kL5TrailerMagic);
+    writeLe16(&trailer[kL5OffPid], pid);
+    tail.insert(tail.end(), trailer.begin(), trailer.end());
+    append(b, tail);
+}
+
+void buildMiroMaxPackage(const Node& m, Build& b) {
+    m.allowOnly({"kind", "platform", "productName", "firmwareType", "file", "fill", "damage"});
+    const Bytes payload = m.payload();
+    if (payload.empty()) m.fail("file", "the payload must not be empty");
+    b.out.assign(kMiroMaxHeaderSize, 0);
+    putText(b.out, kMiroMaxOffMagic, "QZTW");
+    putText(b.out, kMiroMaxOffPlatform, m.text("platform", kMiroMaxTextSize - 1, "jetson nano"));
+    putText(b.out, kMiroMaxOffProductName, m.text("productName", kMiroMaxTextSize - 1));
+    writeLe32(&b.out[kMiroMaxOffFirmwareType],
+              static_cast<uint32_t>(m.number("firmwareType", 0xFFFFFFFF, kMiroMaxTypeFirmware)));
+    append(b, payload);
+}
+
+std::string manifestDir(const std::string& path) {
+    const size_t slash = path.find_last_of('/');
+    return slash == std::string::npos ? "" : path.substr(0, slash == 0 ? 1 : slash);
+}
+
+Build buildFromManifest(const std::string& manifestPath) {
+    Bytes text;
+    std::string error;
+    if (!readWholeFile(manifestPath, text, error)) throw ManifestError("cannot read: " + error);
+    const nlohmann::json manifest = nlohmann::json::parse(text.begin(), text.end(), nullptr, false);
+    if (manifest.is_discarded()) throw ManifestError("not valid JSON");
+    const Node m(manifest, "", manifestDir(manifestPath));
+    const std::string kind = m.text("kind", 64);
+    Build b;
+    if (kind == kindId(FileKind::L840Container)) {
+        buildL840Container(m, b);
+    } else if (kind == kindId(FileKind::L840Presets)) {
+        buildL840Presets(m, b);
+    } else if (kind == kindId(FileKind::L5Image)) {
+        buildL5Image(m, b);
+    } else if (kind == kindId(FileKind::MiroMaxPackage)) {
+        buildMiroMaxPackage(m, b);
+    } else {
+        m.fail("kind", "expected l840-container, l840-presets, l5-image or miromax-package");
+    }
+    if (m.has("damage")) {
+        const Node damage = m.object("damage");
+        damage.allowOnly({"truncateBy"});
+        b.out.resize(b.out.size() - static_cast<size_t>(damage.number("truncateBy", b.out.size())));
+        b.damaged = true;
+    }
+    if (!b.damaged) {
+        const Json described = describeFile(b.out);
+        if (described["kind"] != kind) {
+            throw ManifestError(
+                fmt::format("the data make the file look like a {} first; change them",
+                            described["title"].get<std::string>()));
+        }
+        if (described["refusal"].is_string()) {
+            // The refusal a manifest's author least expects: the library places L5 images by size.
+            const char* hint =
+                kind == kindId(FileKind::L5Image)
+                    ? " (\"padTo\" can make it 0x30000, 0x40000, 0x50000, 0x60000 or "
+                      "0xA0000 bytes; up to 0x10000 any size goes)"
+                    : "";
+            throw ManifestError("the library would refuse the file: " +
+                                described["refusal"].get<std::string>() + hint);
+        }
+    }
+    return b;
+}
+
+}  // namespace
+
+int runPack(const std::string& manifestPath, const std::string& outputPath) {
+    Build b;
+    try {
+        b = buildFromManifest(manifestPath);
+    } catch (const ManifestError& e) {
+        std::fprintf(stderr, "vxfw pack: %s: %s\n", manifestPath.c_str(), e.what());
+        return kBadArguments;
+    }
+    std::string error;
+    if (!writeWholeFile(outputPath, b.out, error)) {
+        std::fprintf(stderr, "vxfw pack: cannot write %s: %s\n", outputPath.c_str(), error.c_str());
+        return kBadArguments;
+    }
+    std::printf("wrote %s: %zu bytes%s\n", outputPath.c_str(), b.out.size(),
+                b.damaged ? ", damaged on purpose" : "");
+    return kOk;
+}
+
+}  // namespace vxfw
