@@ -36,7 +36,8 @@ UpgradeCallback upgradeWrapper(vx_device_upgrade_callback cb, void* userData) {
 }
 
 struct FileCloser {
-    void operator()(std::FILE* file) const { std::fclose(file); }
+    // The file is only read: a failing close cannot lose anything.
+    void operator()(std::FILE* file) const { (void)std::fclose(file); }
 };
 
 enum class FileRead { Ok, CannotOpen, Short };

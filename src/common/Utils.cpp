@@ -31,7 +31,7 @@ void check_vx_error(vx_error** error) {
 
 std::vector<uint8_t> readFile(const std::string& path) {
     struct FileCloser {
-        void operator()(std::FILE* file) const { std::fclose(file); }
+        void operator()(std::FILE* file) const { (void)std::fclose(file); }  // read only
     };
     const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), "rb"));
     if (!file) {

@@ -39,18 +39,35 @@ private:
     ExceptionExtType type_;
 };
 
-#define VXSENSOR_DEFINE_EXCEPTION(name, category)                                          \
-    class name : public libvxsensor_exception_ext {                                        \
-    public:                                                                                \
-        explicit name(const std::string& message) : libvxsensor_exception_ext(message, category) {} \
-    }
+// The derived classes only fix the category; the class is what the C boundary looks at.
+class unsupported_device_exception_ext : public libvxsensor_exception_ext {
+public:
+    explicit unsupported_device_exception_ext(const std::string& message)
+        : libvxsensor_exception_ext(message, EXT_ERROR_UNSUPPORTED_DEVICE) {}
+};
 
-VXSENSOR_DEFINE_EXCEPTION(unsupported_device_exception_ext, EXT_ERROR_UNSUPPORTED_DEVICE);
-VXSENSOR_DEFINE_EXCEPTION(mismatch_firmware_exception_ext, EXT_ERROR_MISMATCH_FIRMWARE);
-VXSENSOR_DEFINE_EXCEPTION(invalid_preset_count_ext, EXT_ERROR_INVALID_PRESET_COUNT);
-VXSENSOR_DEFINE_EXCEPTION(invalid_connection_type_ext, EXT_ERROR_INVALID_CONNECTION_TYPE);
-VXSENSOR_DEFINE_EXCEPTION(unsupported_operation_exception_ext, EXT_ERROR_UNSUPPORTED_OPERATION);
+class mismatch_firmware_exception_ext : public libvxsensor_exception_ext {
+public:
+    explicit mismatch_firmware_exception_ext(const std::string& message)
+        : libvxsensor_exception_ext(message, EXT_ERROR_MISMATCH_FIRMWARE) {}
+};
 
-#undef VXSENSOR_DEFINE_EXCEPTION
+class invalid_preset_count_ext : public libvxsensor_exception_ext {
+public:
+    explicit invalid_preset_count_ext(const std::string& message)
+        : libvxsensor_exception_ext(message, EXT_ERROR_INVALID_PRESET_COUNT) {}
+};
+
+class invalid_connection_type_ext : public libvxsensor_exception_ext {
+public:
+    explicit invalid_connection_type_ext(const std::string& message)
+        : libvxsensor_exception_ext(message, EXT_ERROR_INVALID_CONNECTION_TYPE) {}
+};
+
+class unsupported_operation_exception_ext : public libvxsensor_exception_ext {
+public:
+    explicit unsupported_operation_exception_ext(const std::string& message)
+        : libvxsensor_exception_ext(message, EXT_ERROR_UNSUPPORTED_OPERATION) {}
+};
 
 }  // namespace libvxsensor
