@@ -322,7 +322,11 @@ std::vector<std::string> modelDescriptions() {
         line.erase(line.find_last_not_of(' ') + 1);
         lines.push_back(line);
     }
-    for (const auto& [alias, base] : aliases()) lines.push_back(alias + " = " + base + ",boot");
+    for (const auto& [alias, base] : aliases()) {
+        std::string line = alias;
+        line.append(" = ").append(base).append(",boot");
+        lines.push_back(std::move(line));
+    }
     return lines;
 }
 

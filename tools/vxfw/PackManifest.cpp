@@ -112,7 +112,7 @@ int64_t Node::signedNumber(const char* key, int64_t min, int64_t max) const {
 std::string Node::text(const char* key, size_t maxLength) const {
     const nlohmann::json& v = at(key);
     if (!v.is_string()) fail(key, "expected a text");
-    const auto s = v.get<std::string>();
+    auto s = v.get<std::string>();
     if (s.size() > maxLength) fail(key, fmt::format("at most {} bytes fit the field", maxLength));
     if (s.find('\0') != std::string::npos) fail(key, "a NUL would end the text early");
     return s;

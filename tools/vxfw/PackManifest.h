@@ -22,7 +22,7 @@ namespace pack {
 
 // Enough for any flash image these cameras take; a typo in a size should not eat the memory of
 // a small board.
-inline constexpr uint64_t kMaxDataSize = 256u * 1024u * 1024u;
+inline constexpr uint64_t kMaxDataSize = uint64_t{256} << 20;
 
 struct ManifestError : std::runtime_error {
     using std::runtime_error::runtime_error;

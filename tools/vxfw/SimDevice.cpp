@@ -308,9 +308,9 @@ void SimDeviceSource::report(std::FILE* out, double librarySeconds) const {
     if (!camera_) return;
     const vxsim::Device& device = camera_->device();
     const vxsim::TraceSummary s = vxsim::summarizeExchanges(device);
+    const uint64_t failed = s.transportErrors + s.deviceErrors + s.malformed;
     std::fprintf(out, "Exchanges: %llu (%llu failed), %llu bytes sent, %llu received\n",
-                 static_cast<unsigned long long>(s.exchanges),
-                 static_cast<unsigned long long>(s.transportErrors + s.deviceErrors + s.malformed),
+                 static_cast<unsigned long long>(s.exchanges), static_cast<unsigned long long>(failed),
                  static_cast<unsigned long long>(s.bytesSent),
                  static_cast<unsigned long long>(s.bytesReceived));
     if (const uint64_t injected = camera_->faults().injected()) {
