@@ -23,9 +23,12 @@ CROSS_PACKAGES=(g++-arm-linux-gnueabihf qemu-user libfmt-dev:armhf libcli11-dev 
                 libgtest-dev:armhf libgmock-dev:armhf)
 
 CHECK_PACKAGES=(clang libclang-rt-14-dev valgrind)
+# Only the benchmarks compare against these; the build and the tests do without them.
+BENCH_PACKAGES=(libboost-dev libisal-dev)
 
 need_native() { need_packages "${NATIVE_PACKAGES[@]}"; }
 need_checks() { need_packages "${CHECK_PACKAGES[@]}"; }
+need_bench() { need_packages "${BENCH_PACKAGES[@]}"; }
 
 need_cross() {
     local sudo=""

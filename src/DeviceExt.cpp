@@ -11,6 +11,7 @@
 
 #include "DevicePidAndMap.h"
 #include "ExceptionTranslation.h"
+#include "common/ByteView.h"
 #include "common/Utils.h"
 #include "customerdata/ICustomeDataAccessor.h"
 #include "firmware/FirmwareUpdaterFactory.h"
@@ -120,21 +121,22 @@ void vx_device_update_firmware_ext(vx_device_t* device, const char* path,
         case FileRead::Ok:
             break;
     }
+    // The file's bytes are the image: handed on as they are, never copied again.
     vx_device_update_firmware_from_raw_data_ext(device, image.data(),
                                                 static_cast<uint32_t>(image.size()), cb, async,
                                                 user_data, error);
 }
 
-// The update always runs to its end before returning; `async` is accepted and ignored.
+// The update always runs to its end before returning; `async` is accepted and ignored. The
+// caller's bytes are used where they are: the call is synchronous, so they outlive every use,
+// and a board updating an image of tens of MiB cannot spare a second copy of it.
 void vx_device_update_firmware_from_raw_data_ext(vx_device_t* device, const uint8_t* data,
                                                  uint32_t data_size, vx_device_upgrade_callback cb,
                                                  bool /*async*/, void* user_data,
                                                  vx_error** error) {
     translateExceptions("vx_device_update_firmware_from_raw_data_ext", PresetCountState::Generic,
                         cb, user_data, error, [&] {
-                            const std::vector<uint8_t> image =
-                                data != nullptr ? std::vector<uint8_t>(data, data + data_size)
-                                                : std::vector<uint8_t>();
+                            const ByteView image(data, data_size);
                             const auto updater = FirmwareUpdaterFactory::create(device);
                             updater->updateFirmware(device, image, upgradeWrapper(cb, user_data));
                         });

@@ -33,7 +33,7 @@ void Device::record(Exchange exchange) {
     if (link_) {
         modelledSeconds_ += link_->seconds(exchange.request.size(), exchange.response.size());
     }
-    exchanges_.push_back(std::move(exchange));
+    if (recording_) exchanges_.push_back(std::move(exchange));
 }
 
 void Device::setResponder(std::shared_ptr<Responder> responder) {

@@ -5,8 +5,8 @@
 
 #include <cstdint>
 #include <functional>
-#include <vector>
 
+#include "common/ByteView.h"
 #include "vxsensor/vx_host.h"
 
 namespace libvxsensor {
@@ -15,8 +15,8 @@ using UpgradeCallback = std::function<void(VXUpgradeState, const char*, uint8_t)
 
 class IFirmwareUpdater {
 public:
-    virtual void updateFirmware(vx_device_t* device, const std::vector<uint8_t>& data,
-                                UpgradeCallback callback) = 0;
+    // `data` is the caller's image, borrowed for the call: nothing keeps it afterwards.
+    virtual void updateFirmware(vx_device_t* device, ByteView data, UpgradeCallback callback) = 0;
     virtual ~IFirmwareUpdater() = default;
 };
 

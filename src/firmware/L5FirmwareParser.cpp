@@ -11,7 +11,7 @@ L5FirmwareParser::L5FirmwareParser(const uint8_t* data, uint32_t size) {
     if (data == nullptr || size < kL5TrailerSize) {
         throw mismatch_firmware_exception_ext("Invalid input file: too small");
     }
-    data_.assign(data, data + size);
+    image_ = ByteView(data, size);
     if (readLe32(getFileInfo() + kL5OffMagic) != kL5TrailerMagic) {
         throw mismatch_firmware_exception_ext("Invalid input file: invalid magic");
     }
@@ -22,7 +22,7 @@ bool L5FirmwareParser::isFirmwareAdaptable(uint16_t pid) const {
 }
 
 uint32_t L5FirmwareParser::getWriteAddress() const {
-    const size_t n = data_.size();
+    const size_t n = image_.size();
     // Small images (boot stages) go to 0 whatever their exact size; the larger ones must match a
     // known layout byte for byte.
     if (n <= 0x10000 || n == 0x60000 || n == 0xA0000) return 0x00000;

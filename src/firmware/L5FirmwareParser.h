@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "common/ByteView.h"
+
 namespace libvxsensor {
 
 inline constexpr uint32_t kL5TrailerSize = 100;
@@ -18,18 +20,22 @@ inline constexpr size_t kL5OffPid = 6;
 
 class L5FirmwareParser {
 public:
-    // Copies the image and checks its trailer; throws mismatch_firmware_exception_ext.
+    // Checks the image's trailer; throws mismatch_firmware_exception_ext. Borrows `data`, which
+    // must outlive the parser: an image of several MiB is not worth a second copy on a board.
     L5FirmwareParser(const uint8_t* data, uint32_t size);
 
-    const std::vector<uint8_t>& getFirmwareData() const { return data_; }
+    // The image as it goes to flash, still in the caller's memory.
+    ByteView image() const { return image_; }
+    // A copy of the image, for callers that keep it beyond the parser's bytes.
+    std::vector<uint8_t> getFirmwareData() const { return {image_.begin(), image_.end()}; }
     // The 100-byte trailer at the end of the image.
-    const uint8_t* getFileInfo() const { return data_.data() + (data_.size() - kL5TrailerSize); }
+    const uint8_t* getFileInfo() const { return image_.end() - kL5TrailerSize; }
     bool isFirmwareAdaptable(uint16_t pid) const;
     // Chosen by the image size; throws mismatch_firmware_exception_ext for a size it does not know.
     uint32_t getWriteAddress() const;
 
 private:
-    std::vector<uint8_t> data_;
+    ByteView image_;
 };
 
 }  // namespace libvxsensor

@@ -2,7 +2,6 @@
 // five attempts at writing the image; only the last attempt's failure reaches the user.
 #include "firmware/L5FirmwareUpdater.h"
 
-#include <memory>
 #include <string>
 
 #include "DevicePidAndMap.h"
@@ -66,12 +65,11 @@ VendorCommand::SetDataCallback tracker(Outcome& outcome, const UpgradeCallback& 
 
 }  // namespace
 
-void L5FirmwareUpdater::updateFirmware(vx_device_t* device, const std::vector<uint8_t>& data,
+void L5FirmwareUpdater::updateFirmware(vx_device_t* device, ByteView data,
                                        UpgradeCallback callback) {
     uint16_t pid = DeviceInfo(device).pid();
-    const auto parser =
-        std::make_shared<L5FirmwareParser>(data.data(), static_cast<uint32_t>(data.size()));
-    const uint16_t filePid = readLe16(parser->getFileInfo() + kL5OffPid);
+    const L5FirmwareParser parser(data.data(), static_cast<uint32_t>(data.size()));
+    const uint16_t filePid = readLe16(parser.getFileInfo() + kL5OffPid);
     L5BootloaderInfoManager bootloaderInfo;
 
     uint32_t packetSize = kPacketSize;
@@ -82,7 +80,7 @@ void L5FirmwareUpdater::updateFirmware(vx_device_t* device, const std::vector<ui
         }
         packetSize = kBootloaderPacketSize;
     }
-    if (!parser->isFirmwareAdaptable(pid)) {
+    if (!parser.isFirmwareAdaptable(pid)) {
         // The name is the bootloader's (empty in normal mode) and the number is the file's, not
         // the device's: the text has always read so.
         throw mismatch_firmware_exception_ext("Invalid input file!\nFirmware mismatch for " +
@@ -90,8 +88,8 @@ void L5FirmwareUpdater::updateFirmware(vx_device_t* device, const std::vector<ui
                                               std::to_string(filePid));
     }
     // Asked only after the product check, so a foreign image is a mismatch before a bad size.
-    const uint32_t address = parser->getWriteAddress();
-    const std::vector<uint8_t>& image = parser->getFirmwareData();
+    const uint32_t address = parser.getWriteAddress();
+    const ByteView image = parser.image();
 
     // The state carries over from one attempt to the next; the message does not.
     Outcome outcome;

@@ -8,8 +8,7 @@ namespace libvxsensor {
 
 class L5FirmwareUpdater : public IFirmwareUpdater {
 public:
-    void updateFirmware(vx_device_t* device, const std::vector<uint8_t>& data,
-                        UpgradeCallback callback) override;
+    void updateFirmware(vx_device_t* device, ByteView data, UpgradeCallback callback) override;
 };
 
 }  // namespace libvxsensor

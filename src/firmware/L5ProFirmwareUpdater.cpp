@@ -45,7 +45,7 @@ constexpr const char* kParseFailedMessage =
     "Parse firmware data failed!\nInvalid input data or data has been damaged";
 constexpr const char* kUnknownWriteError = "FW update write exception:unknown";
 
-bool startsWith(const std::vector<uint8_t>& data, const char* prefix, size_t length) {
+bool startsWith(ByteView data, const char* prefix, size_t length) {
     return data.size() >= length && std::memcmp(data.data(), prefix, length) == 0;
 }
 
@@ -87,12 +87,12 @@ bool followInstall(vx_device_t* device, const UpgradeCallback& callback) {
     return false;
 }
 
-bool fitsDevice(vx_device_t* device, const std::vector<uint8_t>& data, uint32_t size) {
+bool fitsDevice(vx_device_t* device, ByteView data, uint32_t size) {
     const uint16_t pid = DeviceInfo(device).pid();
-    const L840FirmwareParser parser(data.data(), size);
-    const std::vector<L840FirmwareData>& components = parser.getFirmwareDataList();
+    const L840ContainerView container(data.data(), size);
+    const std::vector<L840ComponentView>& components = container.components();
     return !components.empty() &&
-           std::all_of(components.begin(), components.end(), [pid](const L840FirmwareData& c) {
+           std::all_of(components.begin(), components.end(), [pid](const L840ComponentView& c) {
                return L840FirmwareParser::isFirmwareDataAdaptable(c, pid);
            });
 }
@@ -149,19 +149,19 @@ private:
 
 }  // namespace
 
-bool L5ProFirmwareUpdater::isCompositeFirmwareFirmware(const std::vector<uint8_t>& data) {
+bool L5ProFirmwareUpdater::isCompositeFirmwareFirmware(ByteView data) {
     return startsWith(data, "PK\x03\x04", 4);
 }
 
-bool L5ProFirmwareUpdater::isComputingPowerBoardFirmware(const std::vector<uint8_t>& data) {
+bool L5ProFirmwareUpdater::isComputingPowerBoardFirmware(ByteView data) {
     return startsWith(data, "OTRA", 4);
 }
 
-bool L5ProFirmwareUpdater::isPresetFirmware(const std::vector<uint8_t>& data) {
+bool L5ProFirmwareUpdater::isPresetFirmware(ByteView data) {
     return startsWith(data, "VXPRESET", 8);
 }
 
-void L5ProFirmwareUpdater::updateFirmware(vx_device_t* device, const std::vector<uint8_t>& data,
+void L5ProFirmwareUpdater::updateFirmware(vx_device_t* device, ByteView data,
                                           UpgradeCallback callback) {
     if (data.size() > std::numeric_limits<uint32_t>::max()) {
         throw mismatch_firmware_exception_ext(kParseFailedMessage);

@@ -9,14 +9,13 @@ namespace libvxsensor {
 
 class L5ProFirmwareUpdater : public IFirmwareUpdater {
 public:
-    void updateFirmware(vx_device_t* device, const std::vector<uint8_t>& data,
-                        UpgradeCallback callback) override;
+    void updateFirmware(vx_device_t* device, ByteView data, UpgradeCallback callback) override;
 
     // Image kinds, told apart by their first bytes. Anything else is main firmware in the L840
     // container format.
-    static bool isCompositeFirmwareFirmware(const std::vector<uint8_t>& data);  // "PK\3\4"
-    static bool isComputingPowerBoardFirmware(const std::vector<uint8_t>& data);  // "OTRA"
-    static bool isPresetFirmware(const std::vector<uint8_t>& data);               // "VXPRESET"
+    static bool isCompositeFirmwareFirmware(ByteView data);    // "PK\3\4"
+    static bool isComputingPowerBoardFirmware(ByteView data);  // "OTRA"
+    static bool isPresetFirmware(ByteView data);               // "VXPRESET"
 };
 
 }  // namespace libvxsensor

@@ -31,6 +31,17 @@ std::string fieldText(const uint8_t* field, size_t size) {
 
 [[noreturn]] void fail(const char* message) { throw mismatch_firmware_exception_ext(message); }
 
+// The checksum is the byte sum of the data, mod 2^32.
+void checkSum(ByteView data, uint32_t expected) {
+    uint32_t sum = 0;
+    for (const uint8_t byte : data) {
+        sum += byte;
+    }
+    if (sum != expected) {
+        fail(kMsgChecksum);
+    }
+}
+
 }  // namespace
 
 uint32_t L840FirmwareFileHeader::headerSize() const { return readLe32(&raw[kL840OffHeaderSize]); }
@@ -43,24 +54,24 @@ std::string L840FirmwareFileHeader::serial() const {
 }
 uint32_t L840FirmwareFileHeader::marker() const { return readLe32(&raw[kL840OffMarker]); }
 
-uint32_t L840FirmwareData::headerSize() const { return readLe32(&header[kL840OffRecordSize]); }
-uint32_t L840FirmwareData::dataLength() const { return readLe32(&header[kL840OffDataLength]); }
-uint64_t L840FirmwareData::flashAddress() const {
+uint32_t L840RecordHeader::headerSize() const { return readLe32(&header[kL840OffRecordSize]); }
+uint32_t L840RecordHeader::dataLength() const { return readLe32(&header[kL840OffDataLength]); }
+uint64_t L840RecordHeader::flashAddress() const {
     return readLe64(&header[kL840OffFlashAddress]);
 }
-uint32_t L840FirmwareData::writeSize() const { return readLe32(&header[kL840OffWriteSize]); }
-uint32_t L840FirmwareData::checksum() const { return readLe32(&header[kL840OffChecksum]); }
-std::string L840FirmwareData::version() const {
+uint32_t L840RecordHeader::writeSize() const { return readLe32(&header[kL840OffWriteSize]); }
+uint32_t L840RecordHeader::checksum() const { return readLe32(&header[kL840OffChecksum]); }
+std::string L840RecordHeader::version() const {
     return fieldText(&header[kL840OffVersion], kL840TextSize);
 }
-std::string L840FirmwareData::name() const {
+std::string L840RecordHeader::name() const {
     return fieldText(&header[kL840OffName], kL840NameSize);
 }
-uint16_t L840FirmwareData::pid(size_t slot) const {
+uint16_t L840RecordHeader::pid(size_t slot) const {
     return slot < kL840PidSlots ? readLe16(&header[kL840OffPids + 2 * slot]) : uint16_t{0};
 }
 
-L840FirmwareParser::L840FirmwareParser(const uint8_t* data, uint32_t size) {
+L840ContainerView::L840ContainerView(const uint8_t* data, uint32_t size) {
     if (data == nullptr || size < 4) {
         fail(kMsgParseFailed);
     }
@@ -87,7 +98,7 @@ L840FirmwareParser::L840FirmwareParser(const uint8_t* data, uint32_t size) {
         if (recordSize < 4 || recordSize > kL840RecordHeaderSize || recordSize > size - pos) {
             fail(kMsgParseFailed);
         }
-        L840FirmwareData component;
+        L840ComponentView component;
         std::memcpy(component.header.data(), data + pos, recordSize);
         if (component.pid(0) == 0) {
             // No product ids: the component fits every device.
@@ -99,24 +110,30 @@ L840FirmwareParser::L840FirmwareParser(const uint8_t* data, uint32_t size) {
         if (dataLength > size - pos) {
             fail(kMsgDataPastEnd);
         }
-        component.data.assign(data + pos, data + pos + dataLength);
+        component.data = ByteView(data + pos, dataLength);
         pos += dataLength;
-        checkFirmwareData(component);
+        checkSum(component.data, component.checksum());
+        components_.push_back(component);
+    }
+}
+
+L840FirmwareParser::L840FirmwareParser(const uint8_t* data, uint32_t size) {
+    const L840ContainerView container(data, size);
+    fileHeader_ = container.getFileHeader();
+    firmwareDataList_.reserve(container.components().size());
+    for (const L840ComponentView& view : container.components()) {
+        L840FirmwareData component;
+        component.header = view.header;
+        component.data.assign(view.data.begin(), view.data.end());
         firmwareDataList_.push_back(std::move(component));
     }
 }
 
 void L840FirmwareParser::checkFirmwareData(const L840FirmwareData& firmwareData) {
-    uint32_t sum = 0;
-    for (const uint8_t byte : firmwareData.data) {
-        sum += byte;
-    }
-    if (sum != firmwareData.checksum()) {
-        fail(kMsgChecksum);
-    }
+    checkSum(firmwareData.data, firmwareData.checksum());
 }
 
-bool L840FirmwareParser::isFirmwareDataAdaptable(const L840FirmwareData& firmwareData,
+bool L840FirmwareParser::isFirmwareDataAdaptable(const L840RecordHeader& firmwareData,
                                                  uint16_t pid) {
     if (firmwareData.pid(0) == kL840AnyProduct) {
         return true;

@@ -17,6 +17,8 @@
 #include <string>
 #include <vector>
 
+#include "common/ByteView.h"
+
 namespace libvxsensor {
 
 inline constexpr uint32_t kL840FileHeaderSize = 64;
@@ -55,10 +57,9 @@ struct L840FirmwareFileHeader {
     uint32_t marker() const;
 };
 
-// One component: its record header (bytes beyond the declared size are zero) and its data.
-struct L840FirmwareData {
+// A component's record header as read: bytes beyond the declared size are zero.
+struct L840RecordHeader {
     std::array<uint8_t, kL840RecordHeaderSize> header{};
-    std::vector<uint8_t> data;
 
     uint32_t headerSize() const;
     uint32_t dataLength() const;
@@ -72,10 +73,37 @@ struct L840FirmwareData {
     uint16_t pid(size_t slot) const;
 };
 
+// One component with its own copy of the data.
+struct L840FirmwareData : L840RecordHeader {
+    std::vector<uint8_t> data;
+};
+
+// One component whose data stays in the container it was parsed from.
+struct L840ComponentView : L840RecordHeader {
+    ByteView data;
+};
+
+// The container parsed in place: the checks of L840FirmwareParser, in the same order and with
+// the same messages, but each component's data left where it is. It borrows `data`, which must
+// outlive it and every view it hands out; this is what an update uses, so that an image of tens
+// of MiB is never held twice.
+class L840ContainerView {
+public:
+    L840ContainerView(const uint8_t* data, uint32_t size);
+
+    const L840FirmwareFileHeader& getFileHeader() const { return fileHeader_; }
+    const std::vector<L840ComponentView>& components() const { return components_; }
+
+private:
+    L840FirmwareFileHeader fileHeader_;
+    std::vector<L840ComponentView> components_;
+};
+
 class L840FirmwareParser {
 public:
     // Parses and validates the whole container; throws mismatch_firmware_exception_ext on any
-    // defect. Bytes after the last record are ignored.
+    // defect. Bytes after the last record are ignored. Each component's data is copied, so the
+    // parser stands on its own once built.
     L840FirmwareParser(const uint8_t* data, uint32_t size);
 
     const L840FirmwareFileHeader& getFileHeader() const { return fileHeader_; }
@@ -84,7 +112,7 @@ public:
     // Throws mismatch_firmware_exception_ext when the data does not match its checksum.
     static void checkFirmwareData(const L840FirmwareData& firmwareData);
     // Whether the component may be flashed onto a device with product id `pid`.
-    static bool isFirmwareDataAdaptable(const L840FirmwareData& firmwareData, uint16_t pid);
+    static bool isFirmwareDataAdaptable(const L840RecordHeader& firmwareData, uint16_t pid);
 
 private:
     L840FirmwareFileHeader fileHeader_;

@@ -69,8 +69,8 @@ void checkL845SeDate(uint16_t vid, uint16_t pid, const std::string& dateTime) {
 
 // The flash layer reads writeSize bytes of a component; a file that claims more than it carries
 // must not make it read past the data.
-void checkWriteSizes(const std::vector<L840FirmwareData>& components) {
-    for (const L840FirmwareData& component : components) {
+void checkWriteSizes(const std::vector<L840ComponentView>& components) {
+    for (const L840ComponentView& component : components) {
         if (component.writeSize() > component.data.size()) {
             throw mismatch_firmware_exception_ext(
                 "Parse firmware data failed!\nInvalid input data or data has been damaged");
@@ -99,11 +99,11 @@ public:
     }
 
     // Writes one component; false when it failed five times (already reported).
-    bool write(const L840FirmwareData& component, size_t index,
+    bool write(const L840ComponentView& component, size_t index,
                VendorCommand::WriteFlashVerifyMode mode, bool kovraA) {
-        const std::string name = component.name();
+        const Messages messages(component.name());
         const VendorCommand::SetDataCallback progress = [&](VXDataTranState s, uint8_t percent) {
-            onTransfer(s, percent, name, index);
+            onTransfer(s, percent, messages, index);
         };
         state_ = VX_UPGRADE_STATE_FAILED;
         for (int attempt = 1; attempt <= kAttempts; ++attempt) {
@@ -131,40 +131,54 @@ public:
     bool bootloader() const { return bootloader_; }
 
 private:
-    void onTransfer(VXDataTranState s, uint8_t percent, const std::string& name, size_t index) {
-        const std::string prefix = "The " + name;
+    // A component's texts, made once per component rather than once per packet.
+    struct Messages {
+        explicit Messages(const std::string& name)
+            : transferring("The " + name + " firmware data transferring!"),
+              verifying("The " + name + " firmware data verifying!"),
+              verifyDone("The " + name + " firmware data verify done!"),
+              updateDone("The " + name + " firmware update done!"),
+              verifyFailed("The " + name + " firmware data verify failed!"),
+              transferFailed("The " + name + " firmware data transfer failed!"),
+              updateFailed("The " + name + " update failed!") {}
+        std::string transferring, verifying, verifyDone, updateDone, verifyFailed, transferFailed,
+            updateFailed;
+    };
+
+    void onTransfer(VXDataTranState s, uint8_t percent, const Messages& messages, size_t index) {
         switch (s) {
             case VX_DATA_TRAN_STATE_TRANSFERRING:
-                return progress(VX_UPGRADE_STATE_TRANSFERRING, prefix + " firmware data transferring!", percent);
+                return progress(VX_UPGRADE_STATE_TRANSFERRING, messages.transferring, percent);
             case VX_DATA_TRAN_STATE_VERIFYING:
-                return progress(VX_UPGRADE_STATE_VERIFYING, prefix + " firmware data verifying!", percent);
+                return progress(VX_UPGRADE_STATE_VERIFYING, messages.verifying, percent);
             case VX_DATA_TRAN_STATE_VERIFY_DONE:
-                return progress(VX_UPGRADE_STATE_VERIFY_DONE, prefix + " firmware data verify done!", percent);
+                return progress(VX_UPGRADE_STATE_VERIFY_DONE, messages.verifyDone, percent);
             case VX_DATA_TRAN_STATE_DONE:
                 lastTransferDone_ = true;
                 if (index < count_) {
-                    return progress(VX_UPGRADE_STATE_TRANSFERRING, prefix + " firmware update done!", percent);
+                    return progress(VX_UPGRADE_STATE_TRANSFERRING, messages.updateDone, percent);
                 }
                 return progress(finalState_, finalMessage_, percent);
             case VX_DATA_TRAN_STATE_VERIFY_FAILED:
-                return fail(VX_UPGRADE_STATE_VERIFY_FAILED, prefix + " firmware data verify failed!");
+                return fail(VX_UPGRADE_STATE_VERIFY_FAILED, messages.verifyFailed);
             case VX_DATA_TRAN_STATE_FAILED:
-                return fail(VX_UPGRADE_STATE_TRANSFER_FAILED, prefix + " firmware data transfer failed!");
+                return fail(VX_UPGRADE_STATE_TRANSFER_FAILED, messages.transferFailed);
             default:
-                return fail(VX_UPGRADE_STATE_FAILED, prefix + " update failed!");
+                return fail(VX_UPGRADE_STATE_FAILED, messages.updateFailed);
         }
     }
 
-    void progress(VXUpgradeState state, std::string message, uint8_t percent) {
+    // Assigned, not rebuilt: after the first packet the kept text's storage is reused.
+    void progress(VXUpgradeState state, const std::string& message, uint8_t percent) {
         state_ = state;
-        message_ = std::move(message);
+        message_ = message;
         callback_(state_, message_.c_str(), percent);
     }
 
     // Failures are kept, not reported: the attempt may be retried.
-    void fail(VXUpgradeState state, std::string message) {
+    void fail(VXUpgradeState state, const std::string& message) {
         state_ = state;
-        message_ = std::move(message);
+        message_ = message;
         lastTransferDone_ = false;
     }
 
@@ -182,7 +196,7 @@ private:
 
 }  // namespace
 
-void L840FirmwareUpdater::updateFirmware(vx_device_t* device, const std::vector<uint8_t>& data,
+void L840FirmwareUpdater::updateFirmware(vx_device_t* device, ByteView data,
                                          UpgradeCallback callback) {
     uint16_t vid = 0;
     uint16_t pid = 0;
@@ -194,8 +208,8 @@ void L840FirmwareUpdater::updateFirmware(vx_device_t* device, const std::vector<
     const uint32_t packetSize = VendorCommand::packetSizeForConnection(device);
     const std::string ispVersion = ispVersionOf(device);
 
-    const L840FirmwareParser parser(data.data(), static_cast<uint32_t>(data.size()));
-    const L840FirmwareFileHeader& header = parser.getFileHeader();
+    const L840ContainerView container(data.data(), static_cast<uint32_t>(data.size()));
+    const L840FirmwareFileHeader& header = container.getFileHeader();
     L840BootloaderInfoManager bootloaderInfo;
 
     const bool bootloader = vid == kVendorId && pid == kBootloaderPid;
@@ -212,7 +226,7 @@ void L840FirmwareUpdater::updateFirmware(vx_device_t* device, const std::vector<
     checkSerial(vid, pid, header.serial(), bootloaderInfo.getDeviceName());
     checkL845SeDate(vid, pid, header.dateTime());
 
-    const std::vector<L840FirmwareData>& components = parser.getFirmwareDataList();
+    const std::vector<L840ComponentView>& components = container.components();
     checkWriteSizes(components);
     // A bootloader update of these models only finishes the first stage.
     const bool twoStages = bootloader && (isDeviceInContainer(L840SeriesDevPids, vid, pid) ||
@@ -223,7 +237,7 @@ void L840FirmwareUpdater::updateFirmware(vx_device_t* device, const std::vector<
     const bool kovraA = isDeviceInContainer(KovraADevPids, vid, pid);
 
     for (size_t index = 1; index <= components.size(); ++index) {
-        const L840FirmwareData& component = components[index - 1];
+        const L840ComponentView& component = components[index - 1];
         if (!L840FirmwareParser::isFirmwareDataAdaptable(component, pid)) {
             session.skipUnfit(index);
             continue;

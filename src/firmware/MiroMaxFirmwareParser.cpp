@@ -34,7 +34,7 @@ MiroMaxFirmwareFileHeader readHeader(const uint8_t* data) {
 
 }  // namespace
 
-MiroMaxFirmwareParser::MiroMaxFirmwareParser(const std::vector<uint8_t>& data) {
+MiroMaxFirmwareParser::MiroMaxFirmwareParser(ByteView data) {
     if (data.size() <= kMiroMaxHeaderSize || data.size() > std::numeric_limits<uint32_t>::max()) {
         throw mismatch_firmware_exception_ext(kParseFailedMessage);
     }

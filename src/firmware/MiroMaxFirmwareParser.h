@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "common/ByteView.h"
+
 namespace libvxsensor {
 
 inline constexpr uint32_t kMiroMaxHeaderSize = 256;
@@ -34,7 +36,7 @@ class MiroMaxFirmwareParser {
 public:
     // Borrows `data`, which must outlive the parser. Throws mismatch_firmware_exception_ext for a
     // package of 256 bytes or less, a wrong magic or a platform other than "jetson nano".
-    explicit MiroMaxFirmwareParser(const std::vector<uint8_t>& data);
+    explicit MiroMaxFirmwareParser(ByteView data);
     // Deliberately unusable: always throws (libvxsensor_exception_ext when the file cannot be
     // opened, mismatch_firmware_exception_ext otherwise). Updates go through memory.
     explicit MiroMaxFirmwareParser(const std::string& path);

@@ -79,13 +79,14 @@ void checkRecoveryMode(vx_device_t* device) {
 void streamPackage(vx_device_t* device, MiroMaxFirmwareParser& parser,
                    const UpgradeCallback& callback) {
     const uint32_t total = parser.getTotalSize();
+    VendorCommand::RawDataChunkWriter writer(device, kFirmwareRawDataId, kChunkSize);
     uint64_t lastReport = 0;
     for (uint32_t remaining = total; remaining > 0;) {
         const uint32_t chunk = std::min(remaining, kChunkSize);
         const uint32_t offset = parser.getOffset();
         const uint8_t* data = parser.getData(chunk);
         if (data == nullptr) break;
-        VendorCommand::writeMiroMaxFirmware(device, kFirmwareRawDataId, data, offset, chunk);
+        writer.writeMiroMaxFirmware(data, offset, chunk);
         const float percent =
             static_cast<float>(offset + chunk) * 100.0f / static_cast<float>(total);
         const auto reported = static_cast<uint8_t>(percent);
@@ -100,7 +101,7 @@ void streamPackage(vx_device_t* device, MiroMaxFirmwareParser& parser,
 
 }  // namespace
 
-void MiroMaxFirmwareUpdater::updateFirmware(vx_device_t* device, const std::vector<uint8_t>& data,
+void MiroMaxFirmwareUpdater::updateFirmware(vx_device_t* device, ByteView data,
                                             UpgradeCallback callback) {
     updateProc(device, std::make_shared<MiroMaxFirmwareParser>(data), callback);
 }

@@ -21,8 +21,7 @@ struct VXDeviceUpgradeStatus {
 
 class MiroMaxFirmwareUpdater : public virtual IFirmwareUpdater {
 public:
-    void updateFirmware(vx_device_t* device, const std::vector<uint8_t>& data,
-                        UpgradeCallback callback) override;
+    void updateFirmware(vx_device_t* device, ByteView data, UpgradeCallback callback) override;
 
     void updateProc(vx_device_t* device, const std::shared_ptr<MiroMaxFirmwareParser>& parser,
                     const UpgradeCallback& callback);

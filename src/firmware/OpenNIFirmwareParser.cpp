@@ -18,16 +18,16 @@ OpenNIFirmwareParser::OpenNIFirmwareParser(const uint8_t* data, uint32_t size) {
     if (data == nullptr || !isKnownSize(size)) {
         throw mismatch_firmware_exception_ext("Invalid input file: Invalid firmware size.");
     }
-    data_.assign(data, data + size);
+    image_ = ByteView(data, size);
 }
 
 uint32_t OpenNIFirmwareParser::getWriteAddress() const {
-    if (!isKnownSize(data_.size())) {
+    if (!isKnownSize(image_.size())) {
         // Unreachable after construction; the wording differs from the constructor's and is
         // kept so on purpose.
         throw mismatch_firmware_exception_ext("Invalid input file: invalid size");
     }
-    return kFlashEnd - static_cast<uint32_t>(data_.size());
+    return kFlashEnd - static_cast<uint32_t>(image_.size());
 }
 
 }  // namespace libvxsensor

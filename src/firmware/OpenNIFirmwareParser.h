@@ -5,18 +5,24 @@
 #include <cstdint>
 #include <vector>
 
+#include "common/ByteView.h"
+
 namespace libvxsensor {
 
 class OpenNIFirmwareParser {
 public:
-    // Copies the image; throws mismatch_firmware_exception_ext unless it is 128, 192 or 256 KiB.
+    // Throws mismatch_firmware_exception_ext unless the image is 128, 192 or 256 KiB. Borrows
+    // `data`, which must outlive the parser.
     OpenNIFirmwareParser(const uint8_t* data, uint32_t size);
 
-    const std::vector<uint8_t>& getFirmwareData() const { return data_; }
+    // The image as it goes to flash, still in the caller's memory.
+    ByteView image() const { return image_; }
+    // A copy of the image, for callers that keep it beyond the parser's bytes.
+    std::vector<uint8_t> getFirmwareData() const { return {image_.begin(), image_.end()}; }
     uint32_t getWriteAddress() const;
 
 private:
-    std::vector<uint8_t> data_;
+    ByteView image_;
 };
 
 }  // namespace libvxsensor

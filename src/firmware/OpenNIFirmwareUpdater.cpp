@@ -60,14 +60,14 @@ VendorCommand::SetDataCallback tracker(Outcome& outcome, const UpgradeCallback& 
 
 }  // namespace
 
-void OpenNIFirmwareUpdater::updateFirmware(vx_device_t* device, const std::vector<uint8_t>& data,
+void OpenNIFirmwareUpdater::updateFirmware(vx_device_t* device, ByteView data,
                                            UpgradeCallback callback) {
     // The identity is not needed, but reading it makes a host failure end the call before the
     // image is even looked at.
     static_cast<void>(DeviceInfo(device).pid());
     const OpenNIFirmwareParser parser(data.data(), static_cast<uint32_t>(data.size()));
     const uint32_t address = parser.getWriteAddress();
-    const std::vector<uint8_t>& image = parser.getFirmwareData();
+    const ByteView image = parser.image();
 
     Outcome outcome;
     const VendorCommand::SetDataCallback progress = tracker(outcome, callback);

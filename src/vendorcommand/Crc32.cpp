@@ -1,7 +1,9 @@
 // CRC-32/MPEG-2 (polynomial 0x04C11DB7, initial 0xFFFFFFFF, most significant bit first, no final
 // XOR) for the finish-write-with-CRC request. The device computes it as a bit-parallel circuit;
-// the library computes the same function eight bytes at a time from tables (slicing-by-8), which
-// is bit-identical and fast enough for images of tens of MiB on a small board.
+// the library computes the same function sixteen bytes at a time from tables (slicing-by-16),
+// which is bit-identical and keeps images of tens of MiB cheap on a small board. Input is read
+// byte by byte: no unaligned word loads (which fault or crawl on some ARM cores) and no
+// assumption about the host's byte order.
 #include <array>
 
 #include "vendorcommand/Protocol.h"
@@ -11,7 +13,10 @@ namespace libvxsensor::protocol {
 namespace {
 
 constexpr uint32_t kPolynomial = 0x04C11DB7u;
-using CrcTables = std::array<std::array<uint32_t, 256>, 8>;
+constexpr uint32_t kSlices = 16;
+// kTables[k][b]: what byte b contributes to the register when k more bytes follow it in the
+// same step. 16 KiB in all: within the first-level data cache of the boards we ship on.
+using CrcTables = std::array<std::array<uint32_t, 256>, kSlices>;
 
 constexpr CrcTables makeTables() {
     CrcTables t{};
@@ -22,7 +27,7 @@ constexpr CrcTables makeTables() {
         }
         t[0][b] = c;
     }
-    for (size_t k = 1; k < 8; ++k) {
+    for (size_t k = 1; k < kSlices; ++k) {
         for (size_t b = 0; b < 256; ++b) {
             const uint32_t prev = t[k - 1][b];
             t[k][b] = (prev << 8) ^ t[0][prev >> 24];
@@ -39,12 +44,16 @@ uint32_t calcCrc32(const uint8_t* data, uint32_t size) {
     uint32_t c = 0xFFFFFFFFu;
     const uint8_t* p = data;
     uint32_t left = size;
-    for (; left >= 8; left -= 8, p += 8) {
-        c ^= (static_cast<uint32_t>(p[0]) << 24) | (static_cast<uint32_t>(p[1]) << 16) |
-             (static_cast<uint32_t>(p[2]) << 8) | p[3];
-        c = kTables[7][c >> 24] ^ kTables[6][(c >> 16) & 0xFF] ^ kTables[5][(c >> 8) & 0xFF] ^
-            kTables[4][c & 0xFF] ^ kTables[3][p[4]] ^ kTables[2][p[5]] ^ kTables[1][p[6]] ^
-            kTables[0][p[7]];
+    for (; left >= kSlices; left -= kSlices, p += kSlices) {
+        // The register meets the first four bytes; the other twelve enter on their own.
+        const uint32_t head = c ^ ((static_cast<uint32_t>(p[0]) << 24) |
+                                   (static_cast<uint32_t>(p[1]) << 16) |
+                                   (static_cast<uint32_t>(p[2]) << 8) | p[3]);
+        c = kTables[15][head >> 24] ^ kTables[14][(head >> 16) & 0xFF] ^
+            kTables[13][(head >> 8) & 0xFF] ^ kTables[12][head & 0xFF] ^ kTables[11][p[4]] ^
+            kTables[10][p[5]] ^ kTables[9][p[6]] ^ kTables[8][p[7]] ^ kTables[7][p[8]] ^
+            kTables[6][p[9]] ^ kTables[5][p[10]] ^ kTables[4][p[11]] ^ kTables[3][p[12]] ^
+            kTables[2][p[13]] ^ kTables[1][p[14]] ^ kTables[0][p[15]];
     }
     for (; left > 0; --left, ++p) {
         c = (c << 8) ^ kTables[0][(c >> 24) ^ *p];

@@ -41,11 +41,13 @@ bool readAnswered(const CommandBuffers& buffers, const protocol::HpStatus& statu
     return true;
 }
 
-}  // namespace
-
-void readFlash(vx_device_t* device, uint32_t offset, uint32_t size, const GetDataCallback& callback,
-               bool /*flag*/, uint32_t packetSize) {
-    const uint32_t limit = chunkLimit(device, packetSize);
+// The read loop that readFlash and the read-back verification share. `onChunk(state, chunk)`
+// sees each chunk, then the end, or one failure after which nothing more is read. `wantsData`
+// false skips handing on the chunks (and their end) but not the failure. A template rather
+// than a std::function, so the verification's per-chunk call is a direct one.
+template <typename OnChunk>
+void readChunks(vx_device_t* device, uint32_t offset, uint32_t size, uint32_t limit,
+                bool wantsData, OnChunk&& onChunk) {
     if (size == 0) {
         return;
     }
@@ -56,21 +58,19 @@ void readFlash(vx_device_t* device, uint32_t offset, uint32_t size, const GetDat
         protocol::initReadFlashReq(buffers.request.data(), offset + done, n);
         const protocol::HpStatus status = buffers.send(device, 14);
         if (!readAnswered(buffers, status, n)) {
-            // Called even when empty: a caller without a callback learns of the failure as
-            // std::bad_function_call, the only channel this function has.
             VXDataChunk failed{nullptr, 0, done, size};
-            callback(VX_DATA_TRAN_STATE_FAILED, &failed);
+            onChunk(VX_DATA_TRAN_STATE_FAILED, &failed);
             return;
         }
-        if (callback) {
+        if (wantsData) {
             const auto resp = protocol::parseReadFlashResp(buffers.response.data(),
                                                            static_cast<uint32_t>(buffers.response.size()));
             VXDataChunk chunk{const_cast<uint8_t*>(resp.data()), n, done, size};
-            callback(VX_DATA_TRAN_STATE_TRANSFERRING, &chunk);
+            onChunk(VX_DATA_TRAN_STATE_TRANSFERRING, &chunk);
             done += n;
             if (done == size) {
                 VXDataChunk end{nullptr, 0, size, size};
-                callback(VX_DATA_TRAN_STATE_DONE, &end);
+                onChunk(VX_DATA_TRAN_STATE_DONE, &end);
             }
         } else {
             done += n;
@@ -78,14 +78,25 @@ void readFlash(vx_device_t* device, uint32_t offset, uint32_t size, const GetDat
     }
 }
 
+}  // namespace
+
+void readFlash(vx_device_t* device, uint32_t offset, uint32_t size, const GetDataCallback& callback,
+               bool /*flag*/, uint32_t packetSize) {
+    const uint32_t limit = chunkLimit(device, packetSize);
+    // A failure goes to the callback even when it is empty: a caller without one learns of it
+    // as std::bad_function_call, the only channel this function has.
+    readChunks(device, offset, size, limit, static_cast<bool>(callback),
+               [&callback](VXDataTranState state, VXDataChunk* chunk) { callback(state, chunk); });
+}
+
 namespace {
 
 // Reads the range back and compares it with the image; reports progress as it goes.
 bool verifyByReadBack(vx_device_t* device, uint32_t offset, const uint8_t* image, uint32_t size,
-                      const SetDataCallback& callback, bool flag, uint32_t packetSize) {
+                      const SetDataCallback& callback, uint32_t packetSize) {
     bool matched = true;
     uint32_t verified = 0;
-    const GetDataCallback checker = [&](VXDataTranState state, VXDataChunk* chunk) {
+    const auto checker = [&](VXDataTranState state, VXDataChunk* chunk) {
         if (state != VX_DATA_TRAN_STATE_TRANSFERRING) {
             return;
         }
@@ -100,7 +111,7 @@ bool verifyByReadBack(vx_device_t* device, uint32_t offset, const uint8_t* image
             }
         }
     };
-    readFlash(device, offset, size, checker, flag, packetSize);
+    readChunks(device, offset, size, chunkLimit(device, packetSize), true, checker);
     // One byte of tolerance in the length, as the device's own tools have always allowed.
     const uint32_t shortfall = size > verified ? size - verified : verified - size;
     return matched && shortfall <= 1;
@@ -109,7 +120,7 @@ bool verifyByReadBack(vx_device_t* device, uint32_t offset, const uint8_t* image
 }  // namespace
 
 void writeFlash(vx_device_t* device, uint32_t offset, const void* data, uint32_t size,
-                const SetDataCallback& callback, bool flag, WriteFlashVerifyMode verifyMode,
+                const SetDataCallback& callback, bool /*flag*/, WriteFlashVerifyMode verifyMode,
                 uint32_t packetSize) {
     const uint32_t limit = chunkLimit(device, packetSize);
     const auto* image = static_cast<const uint8_t*>(data);
@@ -143,7 +154,7 @@ void writeFlash(vx_device_t* device, uint32_t offset, const void* data, uint32_t
     }
 
     if (verifyMode == VERIFY_READ_BACK) {
-        const bool passed = verifyByReadBack(device, offset, image, size, callback, flag, packetSize);
+        const bool passed = verifyByReadBack(device, offset, image, size, callback, packetSize);
         if (callback) {
             callback(passed ? VX_DATA_TRAN_STATE_VERIFY_DONE : VX_DATA_TRAN_STATE_VERIFY_FAILED,
                      passed ? 100 : 0);

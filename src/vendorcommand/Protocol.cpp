@@ -392,10 +392,12 @@ HpStatus execute(vx_device_t* device, uint8_t* request, uint16_t requestLength, 
 }
 
 bool checkStatus(const HpStatus& status, bool throwException) {
+    // Every exchange passes here: the good answer leaves before any text is set up.
+    if (status.statusCode == HP_STATUS_OK) {
+        return true;
+    }
     std::string text;
     switch (status.statusCode) {
-        case HP_STATUS_OK:
-            return true;
         case HP_STATUS_DEVICE_RESPONSE_WARNING:
             log_ext(VX_LOG_SEVERITY_WARN, VX_SOURCE_LOC,
                     "Request failed, device response with warning, errorCode: {0}, msg:{1}",

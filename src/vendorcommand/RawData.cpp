@@ -16,12 +16,18 @@ constexpr uint32_t kMaxRawReadChunk = kCommandBufferSize - protocol::kRespHeader
 
 using ChunkBuilder = uint8_t* (*)(uint8_t*, uint32_t, const uint8_t*, uint32_t, uint16_t);
 
-void sendChunk(vx_device_t* device, ChunkBuilder build, uint32_t propertyId, const uint8_t* data,
-               uint32_t offset, uint32_t length) {
+uint32_t requestSizeFor(uint32_t chunk) {
+    return std::max(kCommandBufferSize, std::min(chunk, kMaxRawChunk) + kRawWriteOverhead);
+}
+
+void sendChunk(CommandBuffers& buffers, vx_device_t* device, ChunkBuilder build,
+               uint32_t propertyId, const uint8_t* data, uint32_t offset, uint32_t length) {
     if (length > kMaxRawChunk) {
         throw std::invalid_argument("raw-data chunk too large for one request");
     }
-    CommandBuffers buffers(std::max(kCommandBufferSize, length + kRawWriteOverhead));
+    if (buffers.request.size() < length + kRawWriteOverhead) {
+        buffers.request.resize(length + kRawWriteOverhead);
+    }
     build(buffers.request.data(), propertyId, data, offset, static_cast<uint16_t>(length));
     protocol::checkStatus(buffers.send(device, length + kRawWriteOverhead), true);
 }
@@ -40,12 +46,25 @@ void startToWriteRawData(vx_device_t* device, uint32_t propertyId, uint32_t tota
 
 void writeRawData(vx_device_t* device, uint32_t propertyId, const uint8_t* data, uint32_t offset,
                   uint32_t length) {
-    sendChunk(device, protocol::initWriteRawDataReq, propertyId, data, offset, length);
+    RawDataChunkWriter(device, propertyId, length).write(data, offset, length);
 }
 
 void writeMiroMaxFirmware(vx_device_t* device, uint32_t propertyId, const uint8_t* data,
                           uint32_t offset, uint32_t length) {
-    sendChunk(device, protocol::initMiroMaxFirmwareReq, propertyId, data, offset, length);
+    RawDataChunkWriter(device, propertyId, length).writeMiroMaxFirmware(data, offset, length);
+}
+
+RawDataChunkWriter::RawDataChunkWriter(vx_device_t* device, uint32_t propertyId, uint32_t maxChunk)
+    : device_(device), propertyId_(propertyId), buffers_(requestSizeFor(maxChunk)) {}
+
+void RawDataChunkWriter::write(const uint8_t* data, uint32_t offset, uint32_t length) {
+    sendChunk(buffers_, device_, protocol::initWriteRawDataReq, propertyId_, data, offset, length);
+}
+
+void RawDataChunkWriter::writeMiroMaxFirmware(const uint8_t* data, uint32_t offset,
+                                              uint32_t length) {
+    sendChunk(buffers_, device_, protocol::initMiroMaxFirmwareReq, propertyId_, data, offset,
+              length);
 }
 
 void FinishWritingRawData(vx_device_t* device, uint32_t propertyId) {

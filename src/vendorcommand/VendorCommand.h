@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 
+#include "vendorcommand/CommandBuffers.h"
 #include "vxsensor/vx_host.h"
 
 namespace libvxsensor::VendorCommand {
@@ -48,6 +49,23 @@ void writeRawData(vx_device_t* device, uint32_t propertyId, const uint8_t* data,
 void writeMiroMaxFirmware(vx_device_t* device, uint32_t propertyId, const uint8_t* data,
                           uint32_t offset, uint32_t length);
 void FinishWritingRawData(vx_device_t* device, uint32_t propertyId);
+
+// The chunks of one raw-data transfer, sent through one pair of command buffers sized once for
+// the largest chunk: a stream of thousands of chunks then allocates and clears them once, not
+// once per chunk. Each write throws as writeRawData does; a chunk larger than announced grows
+// the buffer.
+class RawDataChunkWriter {
+public:
+    RawDataChunkWriter(vx_device_t* device, uint32_t propertyId, uint32_t maxChunk);
+    void write(const uint8_t* data, uint32_t offset, uint32_t length);
+    // The MiroMax packet (initMiroMaxFirmwareReq): its declared length is not rounded up.
+    void writeMiroMaxFirmware(const uint8_t* data, uint32_t offset, uint32_t length);
+
+private:
+    vx_device_t* device_;
+    uint32_t propertyId_;
+    CommandBuffers buffers_;
+};
 // Whole transfers. setRawData reports (0, percent) per chunk, then (2, 100), or (-3, 0) once on
 // failure; without a callback a failure is ignored and the transfer goes on.
 void setRawData(vx_device_t* device, uint32_t propertyId, const void* data, uint32_t size,

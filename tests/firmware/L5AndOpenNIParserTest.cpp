@@ -83,6 +83,7 @@ TEST(OpenNIFirmwareParserTest, ImagesEndAt256KiB) {
         const OpenNIFirmwareParser parser(image.data(), c.size);
         EXPECT_EQ(parser.getWriteAddress(), c.address) << std::hex << c.size;
         EXPECT_EQ(parser.getFirmwareData(), image);
+        EXPECT_EQ(parser.image().data(), image.data()) << "the image is borrowed, not copied";
     }
     for (const uint32_t size : {0u, 0x1FFFFu, 0x30001u, 0x40001u, 0x50000u}) {
         const std::vector<uint8_t> image(size, 0x3C);

@@ -2,6 +2,7 @@
 // field for field, and no mutated input escapes as anything but the firmware exception.
 #include "firmware/L840FirmwareParser.h"
 
+#include <algorithm>
 #include <random>
 #include <string>
 #include <vector>
@@ -123,8 +124,12 @@ TEST_F(L840FirmwareParserTest, ComponentsComeBackAsBuilt) {
         container.component(L840Component().name(e.name).version(e.version).address(e.address)
                                 .writeSize(e.writeSize).data(e.data));
     }
-    const L840FirmwareParser parser(parse(container.build()));
+    const std::vector<uint8_t> file = container.build();
+    const L840FirmwareParser parser(parse(file));
+    // What an update uses: the same components, their data left inside the file.
+    const L840ContainerView inPlace(file.data(), static_cast<uint32_t>(file.size()));
     ASSERT_EQ(parser.getFirmwareDataList().size(), 3u);
+    ASSERT_EQ(inPlace.components().size(), 3u);
     for (size_t i = 0; i < 3; ++i) {
         const L840FirmwareData& fw = parser.getFirmwareDataList()[i];
         EXPECT_EQ(fw.name(), expected[i].name) << i;  // the 64-char name has no terminator
@@ -132,6 +137,11 @@ TEST_F(L840FirmwareParserTest, ComponentsComeBackAsBuilt) {
         EXPECT_EQ(fw.flashAddress(), expected[i].address) << i;
         EXPECT_EQ(fw.writeSize(), expected[i].writeSize) << i;
         EXPECT_EQ(fw.data, expected[i].data) << i;
+        const L840ComponentView& view = inPlace.components()[i];
+        EXPECT_EQ(view.header, fw.header) << i;
+        EXPECT_TRUE(view.data.begin() >= file.data() && view.data.end() <= file.data() + file.size())
+            << i;
+        EXPECT_TRUE(std::equal(view.data.begin(), view.data.end(), fw.data.begin(), fw.data.end())) << i;
     }
 }
 

@@ -271,8 +271,13 @@ TEST_F(RecordingTest, LinkModelAccountsEveryExchangeWithoutSleeping) {
         const double all = device.modelledSeconds();
         EXPECT_DOUBLE_EQ(all, 3 * link.latencySeconds +
                                   (12.0 + 480 + 10 + 8 + 18 + 1) / link.bytesPerSecond);
+        device.setRecording(false);  // the clock runs on without the log
+        send(device, req(wire::HeartbeatAndState));
+        EXPECT_EQ(device.exchanges().size(), 3u);
+        const double more = device.modelledSeconds();
+        EXPECT_DOUBLE_EQ(more, all + link.latencySeconds + (8.0 + 18) / link.bytesPerSecond);
         device.clearExchanges();
-        EXPECT_DOUBLE_EQ(device.modelledSeconds(), all);  // the log and the clock are apart
+        EXPECT_DOUBLE_EQ(device.modelledSeconds(), more);  // the log and the clock are apart
         device.resetModelledTime();
         EXPECT_EQ(device.modelledSeconds(), 0.0);
     }

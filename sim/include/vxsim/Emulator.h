@@ -104,6 +104,11 @@ public:
 
     const std::vector<Exchange>& exchanges() const { return exchanges_; }
     void clearExchanges() { exchanges_.clear(); }
+    // On by default. Off, exchanges are still served and their link time still summed, but the
+    // log stays as it is: a long transfer then neither grows memory nor pays for copies that a
+    // measurement of the caller's own cost would count.
+    void setRecording(bool on) { recording_ = on; }
+    bool recording() const { return recording_; }
 
     // The link the device is reached over. Every exchange from then on adds the time the link
     // would take (see vxsim/LinkModel.h); clearing the exchange log keeps the sum.
@@ -123,6 +128,7 @@ private:
     std::string extensionInfoText_;
     std::optional<LinkModel> link_;
     double modelledSeconds_ = 0.0;
+    bool recording_ = true;
 };
 
 // Every host function that can fail through its vx_error** argument.
