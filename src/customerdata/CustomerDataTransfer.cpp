@@ -71,7 +71,7 @@ void writeCustomerDataArea(vx_device_t* device, const void* data, uint32_t size,
     });
 }
 
-void readCustomerDataArea(vx_device_t* device, void* data, uint32_t* size) {
+void readCustomerDataArea(vx_device_t* device, void* data, uint32_t* size, uint32_t familyArea) {
     Outcome outcome;
     std::vector<uint8_t> collected;
     outcome.run([&] {
@@ -88,7 +88,8 @@ void readCustomerDataArea(vx_device_t* device, void* data, uint32_t* size) {
     });
     // The device decides how much it sends; a caller that names its capacity is protected
     // from an area larger than its buffer.
-    const uint32_t capacity = size != nullptr ? *size : 0;
+    // Without a capacity from the caller, the family's area is the most a buffer was sized for.
+    const uint32_t capacity = size != nullptr && *size != 0 ? *size : familyArea;
     if ((capacity != 0 && collected.size() > capacity) || (data == nullptr && !collected.empty())) {
         throw std::runtime_error("The customer data (" + std::to_string(collected.size()) +
                                  " bytes) do not fit the buffer (" + std::to_string(capacity) + " bytes)");

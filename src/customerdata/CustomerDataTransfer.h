@@ -10,6 +10,7 @@ namespace libvxsensor {
 // `transferFailedMessage` is the family's text for a failed request.
 void writeCustomerDataArea(vx_device_t* device, const void* data, uint32_t size,
                            const char* transferFailedMessage);
-void readCustomerDataArea(vx_device_t* device, void* data, uint32_t* size);
+// `familyArea` bounds what the device may send when the caller names no capacity (0: no bound).
+void readCustomerDataArea(vx_device_t* device, void* data, uint32_t* size, uint32_t familyArea);
 
 }  // namespace libvxsensor

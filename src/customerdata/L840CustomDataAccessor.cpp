@@ -21,7 +21,7 @@ void L840CustomDataAccessor::writeCustomerData(vx_device_t* device, const void* 
 }
 
 void L840CustomDataAccessor::readCustomerData(vx_device_t* device, void* data, uint32_t* size) {
-    readCustomerDataArea(device, data, size);
+    readCustomerDataArea(device, data, size, 128);
 }
 
 }  // namespace libvxsensor

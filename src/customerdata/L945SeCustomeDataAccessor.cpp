@@ -10,7 +10,7 @@ void L945SeCustomeDataAccessor::writeCustomerData(vx_device_t* device, const voi
 }
 
 void L945SeCustomeDataAccessor::readCustomerData(vx_device_t* device, void* data, uint32_t* size) {
-    readCustomerDataArea(device, data, size);
+    readCustomerDataArea(device, data, size, 0);  // no known limit for this family
 }
 
 }  // namespace libvxsensor

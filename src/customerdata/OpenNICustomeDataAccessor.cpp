@@ -14,7 +14,7 @@ void OpenNICustomeDataAccessor::writeCustomerData(vx_device_t* device, const voi
 }
 
 void OpenNICustomeDataAccessor::readCustomerData(vx_device_t* device, void* data, uint32_t* size) {
-    readCustomerDataArea(device, data, size);
+    readCustomerDataArea(device, data, size, 32);
 }
 
 }  // namespace libvxsensor

@@ -375,13 +375,15 @@ HpStatus execute(vx_device_t* device, uint8_t* request, uint16_t requestLength, 
             vx_delete_error(error);
             return failure(HP_STATUS_TRANSFER_FAILED, "Send and receive data transfer failed!");
         }
-        *responseLength = static_cast<uint16_t>(receiveLength);
         if (receiveLength > offered) {
             // The host claims more bytes than the buffer could take: nothing past the buffer
-            // may be read, so the answer is refused as a wrong size.
+            // may be read, so the answer is refused as a wrong size, and its length is never
+            // handed on (some callers look at the bytes of a refused answer).
+            *responseLength = 0;
             return failure(HP_STATUS_DEVICE_RESPONSE_WRONG_DATA_SIZE,
                            "Device response with wrong data size");
         }
+        *responseLength = static_cast<uint16_t>(receiveLength);
         result = validateResp(response, static_cast<uint16_t>(receiveLength), opcode, requestId);
         const bool stale = result.statusCode == HP_STATUS_DEVICE_RESPONSE_REQUEST_ID_MISMATCH;
         if (!(stale || result.respErrorCode == 3)) {

@@ -239,6 +239,14 @@ TEST_F(CustomerDataTest, OldFirmwareStillReadsAndASmallBufferIsProtected) {
     vx_device_read_customer_data_ext(cam->handle(), back.data(), &size);
     EXPECT_EQ(size, 100u);
 
+    // Found by fuzzing: without a capacity, a device announcing more than the family's area
+    // (128 bytes here) once overflowed a buffer sized for that area.
+    auto liar = vxsim::makeCamera("l840");
+    liar->camera().addRawDataObject(1052, 1024, std::vector<uint8_t>(200, 1));
+    std::vector<uint8_t> area(128, 0);
+    size = 0;
+    EXPECT_THROW(vx_device_read_customer_data_ext(liar->handle(), area.data(), &size), std::runtime_error);
+
     std::vector<uint8_t> small(64, 0);
     size = 64;
     EXPECT_THROW(vx_device_read_customer_data_ext(cam->handle(), small.data(), &size), std::runtime_error);

@@ -205,6 +205,7 @@ TEST_F(ExecuteTest, ALengthBeyondTheOfferedBufferIsRefused) {
     const HpStatus s = run();
     EXPECT_EQ(s.statusCode, HP_STATUS_DEVICE_RESPONSE_WRONG_DATA_SIZE);
     EXPECT_EQ(camera.exchanges().size(), 1u);
+    EXPECT_EQ(responseLength, 0) << "a lying length is not handed on (found by fuzzing)";
 }
 
 TEST_F(ExecuteTest, RandomAnswersOfEveryLengthStayInsideTheBuffers) {

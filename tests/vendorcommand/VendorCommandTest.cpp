@@ -160,6 +160,22 @@ TEST_F(PropertyCommandTest, StructureDataLimits) {
     EXPECT_EQ(size, 16u) << "untouched on failure";
 }
 
+// Found by fuzzing: a refused answer's lying length once let the copy run past the buffer.
+TEST_F(PropertyCommandTest, StructureWithALyingLengthIsRefused) {
+    script(camera, [](const std::vector<uint8_t>& bytes, uint32_t capacity) {
+        const auto request = vxsim::wire::parseRequest(bytes);
+        Reply reply{vxsim::wire::makeResponse(request->opcode, request->requestId, 0,
+                                              std::vector<uint8_t>(1100, 7)),
+                    capacity + 1488, false, false, {}};
+        return reply;
+    });
+    std::vector<uint8_t> out(4095);
+    uint32_t size = 4095;
+    EXPECT_THROW(VendorCommand::getStructureData(camera.handle(), 100, out.data(), size, 0),
+                 std::runtime_error);
+    EXPECT_EQ(size, 4095u);
+}
+
 TEST_F(PropertyCommandTest, EmptyStructureIsRaisedThroughCheckStatus) {
     // Declares no structure (halfWordSize 1) but is long enough for the parser.
     script(camera, [](const std::vector<uint8_t>& bytes, uint32_t) {
