@@ -103,8 +103,13 @@ void getStructureData(vx_device_t* device, uint32_t propertyId, uint8_t* data,
                       uint32_t& dataSize, uint32_t expectedSize) {
     CommandBuffers buffers;
     protocol::initGetStructureDataReq(buffers.request.data(), propertyId);
-    // No status check: a failed answer shows up as a missing payload below.
-    buffers.send(device, 12);
+    // A refused answer is not a structure: its data area holds the camera's error text, and after
+    // a failed retry the buffer may still hold the stale first answer. Only a good answer is
+    // parsed; anything else is raised as checkStatus words it (a warning is refused too).
+    const protocol::HpStatus status = buffers.send(device, 12);
+    if (!protocol::checkStatus(status, true)) {
+        throw std::runtime_error("getStructureData: device answered with a warning, no data");
+    }
     const auto resp =
         protocol::parseGetStructureDataResp(buffers.response.data(), buffers.responseLength);
     const uint16_t payload = protocol::getStructureDataSize(resp);

@@ -176,6 +176,39 @@ TEST_F(PropertyCommandTest, StructureWithALyingLengthIsRefused) {
     EXPECT_EQ(size, 4095u);
 }
 
+// Found by fuzzing: a refused answer's text, or a stale answer left behind by a failed retry,
+// was once handed out as the structure (the install-status polls read it as a status).
+TEST_F(PropertyCommandTest, OnlyAGoodAnswerIsTakenAsAStructure) {
+    std::vector<uint8_t> out(64, 0xEE);
+    uint32_t size = 64;
+    const auto expectRefused = [&](const char* what) {
+        size = 64;
+        try {
+            VendorCommand::getStructureData(camera.handle(), 1006, out.data(), size, 0);
+            ADD_FAILURE() << "no exception: " << what;
+        } catch (const std::runtime_error& e) {
+            EXPECT_STREQ(e.what(), what);
+        }
+        EXPECT_EQ(size, 64u);
+        EXPECT_EQ(out[0], 0xEE) << what;
+    };
+
+    script(camera, refuseWith(4, "unknown structure 1006"));
+    expectRefused("Request failed, device response with error, errorCode: 4, msg: unknown structure 1006");
+
+    script(camera, refuseWith(0x8001, "still booting"));
+    expectRefused("getStructureData: device answered with a warning, no data");
+
+    // First answer carries another request's id; the retry then fails in the host.
+    script(camera, [](const std::vector<uint8_t>& bytes, uint32_t) {
+        auto request = *vxsim::wire::parseRequest(bytes);
+        request.requestId = static_cast<uint16_t>(request.requestId + 1);
+        return vxsim::wire::okReply(request, std::vector<uint8_t>(8, 5));
+    });
+    host().failCall(vxsim::HostCall::SendAndReceive, {1, 1, "bus reset"});
+    expectRefused("Request failed, statusCode: 2, msg: Send and receive data transfer failed!");
+}
+
 TEST_F(PropertyCommandTest, EmptyStructureIsRaisedThroughCheckStatus) {
     // Declares no structure (halfWordSize 1) but is long enough for the parser.
     script(camera, [](const std::vector<uint8_t>& bytes, uint32_t) {
