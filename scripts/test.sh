@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Builds and runs the whole test suite natively, again with AddressSanitizer and
-# UndefinedBehaviorSanitizer (clang), runs the end-to-end tests under valgrind, then cross-builds
-# for 32-bit ARM and runs the suite under qemu-arm. Installs missing Debian packages first.
+# UndefinedBehaviorSanitizer (clang), runs the end-to-end tests under valgrind, runs each fuzz
+# target for a bounded time, then cross-builds for 32-bit ARM and runs the suite under qemu-arm.
+# The native suite includes the fuzz targets as replay programs over their seeds and regressions.
+# Installs missing Debian packages first.
 #   scripts/test.sh            everything
 #   scripts/test.sh native     the native build and its tests only
 set -euo pipefail
@@ -13,7 +15,7 @@ what=${1:-all}
 echo "== Native build and tests"
 need_native
 cmake -S . -B build/native -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVXSENSOR_WERROR=ON \
-      -DVXSENSOR_BUILD_BENCH=ON
+      -DVXSENSOR_BUILD_BENCH=ON -DVXSENSOR_BUILD_FUZZ=ON
 cmake --build build/native -j"$jobs"
 ctest --test-dir build/native --output-on-failure -j"$jobs"
 
@@ -32,6 +34,9 @@ for t in build/native/tests/test_e2e_*; do
     valgrind --quiet --error-exitcode=9 --leak-check=full --errors-for-leak-kinds=definite,indirect \
         "$t" --gtest_brief=1
 done
+
+echo "== Fuzz targets, 20 s each (libFuzzer, AddressSanitizer + UndefinedBehaviorSanitizer)"
+bash scripts/fuzz.sh 20
 
 echo "== 32-bit ARM build, tests under qemu-arm"
 need_cross

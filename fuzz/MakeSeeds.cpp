@@ -1,0 +1,135 @@
+// Writes the seed corpora into the build tree: files made by the test builders for the parser
+// targets, and for the device flows the parameter prefixes (variant, host failure, skip, the
+// flow's parameters) that RecordSeeds.cmake turns into seeds replaying a camera's answers.
+//   fuzz_make_seeds SEEDS_DIR PREFIXES_DIR
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <initializer_list>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "builders/L5Image.h"
+#include "builders/L840Container.h"
+#include "builders/MiroMaxPackage.h"
+#include "builders/PresetFile.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using Bytes = std::vector<uint8_t>;
+
+Bytes pattern(size_t n, const std::string& prefix = "") {
+    Bytes out(n);
+    for (size_t i = 0; i < n; ++i) out[i] = static_cast<uint8_t>(i * 11 + 3);
+    std::copy_n(prefix.begin(), std::min(prefix.size(), n), out.begin());
+    return out;
+}
+
+Bytes cat(std::initializer_list<Bytes> parts) {
+    Bytes out;
+    for (const Bytes& part : parts) out.insert(out.end(), part.begin(), part.end());
+    return out;
+}
+
+Bytes le16(unsigned value) {
+    return {static_cast<uint8_t>(value), static_cast<uint8_t>(value >> 8)};
+}
+
+class Corpus {
+public:
+    explicit Corpus(fs::path dir) : dir_(std::move(dir)) { fs::create_directories(dir_); }
+    Corpus& add(const Bytes& bytes) {
+        const fs::path path = dir_ / std::to_string(next_++);
+        std::ofstream out(path, std::ios::binary);
+        out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+        if (!out) throw std::runtime_error("cannot write " + path.string());
+        return *this;
+    }
+
+private:
+    fs::path dir_;
+    int next_ = 0;
+};
+
+void parserSeeds(const fs::path& seeds) {
+    Corpus(seeds / "l5_image")
+        .add(L5Image().build())
+        .add(L5Image().pid(0x0660).size(0x30000).build())
+        .add(L5Image().magic(0x12345678).build());
+    const L840Component main = L840Component().name("main").address(0x100000).data(pattern(300));
+    Corpus(seeds / "l840_container")
+        .add(L840Container().component(main).build())
+        .add(L840Container()
+                 .serial("Kovra A")
+                 .component(L840Component().name("boot").address(0x10000).data(pattern(64)).pids({0x0810}))
+                 .component(L840Component().name("isp").address(0x500000).version("9.9.9").data(pattern(40)))
+                 .component(L840Component(main).pids({0x0800, 0x0820}))
+                 .trailing(pattern(16))
+                 .build())
+        .add(L840Container().headerSize(128).component(L840Component().headerSize(96)).build())
+        .add(L840Container().component(main).count(3).build());
+    Corpus(seeds / "l840_presets")
+        .add(PresetFile().record(PresetRecord()).build())
+        .add(PresetFile()
+                 .product("Kovra A")
+                 .record(PresetRecord().pids({0x0800}).data(pattern(32)))
+                 .record(PresetRecord().address(0x7F8000).pids({0x0810, 0x0800}))
+                 .build())
+        .add(PresetFile().record(PresetRecord().checksumOffBy(1)).build());
+    Corpus(seeds / "openni_image").add(pattern(0x20000)).add(pattern(1000));
+    Corpus(seeds / "miromax_package")
+        .add(cat({{127}, MiroMaxPackage().build()}))
+        .add(cat({{2}, MiroMaxPackage().productName("ra-dk700v").firmwareType(3).payload(pattern(700)).build()}));
+    Corpus(seeds / "l5pro_kinds")
+        .add(L840Container().component(L840Component().data(pattern(200)).pids({0x0671})).build())
+        .add(pattern(64, "PK\x03\x04"))
+        .add(pattern(64, "OTRA"))
+        .add(pattern(64, "VXPRESET"));
+}
+
+// Each prefix starts with: variant, host failure (0: none), calls to let through before it.
+void flowPrefixes(const fs::path& prefixes) {
+    Corpus execute(prefixes / "protocol_execute");
+    for (unsigned kind = 0; kind <= 10; ++kind) {
+        const bool rawData = kind == 4 || kind == 5;
+        const unsigned arg = kind == 6 ? 64 : kind == 10 ? 259 : 100;
+        execute.add(cat({{0, 0, 0, 0, static_cast<uint8_t>(kind)}, le16(rawData ? 1052 : 100), le16(arg)}));
+    }
+    execute.add(cat({{0, 0, 0, 3, 0}, le16(100), le16(0), {2}, le16(100), le16(0), {6}, le16(0),
+                     le16(256), {10}, le16(100), le16(4095)}));
+
+    Corpus flash(prefixes / "flash_transfer");
+    for (uint8_t variant = 0; variant < 4; ++variant)
+        for (uint8_t mode = 0; mode < 3; ++mode)
+            flash.add(cat({{variant, 0, 0, static_cast<uint8_t>(12 + mode)}, le16(999), le16(0x40)}));
+
+    Corpus raw(prefixes / "raw_data_read");
+    for (const unsigned chunk : {479u, 99u, 1013u}) raw.add(cat({{0, 0, 0}, le16(chunk)}));
+
+    Corpus l840(prefixes / "l840_update");
+    Corpus miromax(prefixes / "miromax_update");
+    Corpus customer(prefixes / "customer_data_read");
+    for (uint8_t failure = 0; failure <= 10; ++failure) {
+        for (uint8_t variant = 0; variant < 4; ++variant) l840.add({variant, failure, 1, 0});
+        for (uint8_t variant = 0; variant < 2; ++variant) miromax.add({variant, failure, 1});
+        for (uint8_t variant = 0; variant < 3; ++variant) customer.add(cat({{variant, failure, 1}, le16(2047)}));
+    }
+    customer.add(cat({{0, 0, 0}, le16(0)})).add(cat({{1, 0, 0}, le16(17)}));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 3) {
+        std::fprintf(stderr, "usage: %s SEEDS_DIR PREFIXES_DIR\n", argv[0]);
+        return 2;
+    }
+    parserSeeds(argv[1]);
+    flowPrefixes(argv[2]);
+    return 0;
+}
