@@ -46,22 +46,52 @@ void* allocateOrThrow(size_t size) {
 
 namespace vxbench::heap {
 
-DeviceSide::DeviceSide() : previous_(g_deviceSide) { g_deviceSide = true; }
-DeviceSide::~DeviceSide() { g_deviceSide = previous_; }
+DeviceSide::DeviceSide() : previous_(g_deviceSide) {
+    g_deviceSide = true;
+}
+DeviceSide::~DeviceSide() {
+    g_deviceSide = previous_;
+}
 
-size_t libraryLive() { return g_libraryLive; }
-size_t libraryPeak() { return g_libraryPeak; }
-void resetPeak() { g_libraryPeak = g_libraryLive; }
+size_t libraryLive() {
+    return g_libraryLive;
+}
+size_t libraryPeak() {
+    return g_libraryPeak;
+}
+void resetPeak() {
+    g_libraryPeak = g_libraryLive;
+}
 
 }  // namespace vxbench::heap
 
-void* operator new(size_t size) { return allocateOrThrow(size); }
-void* operator new[](size_t size) { return allocateOrThrow(size); }
-void* operator new(size_t size, const std::nothrow_t&) noexcept { return allocate(size == 0 ? 1 : size); }
-void* operator new[](size_t size, const std::nothrow_t&) noexcept { return allocate(size == 0 ? 1 : size); }
-void operator delete(void* block) noexcept { release(block); }
-void operator delete[](void* block) noexcept { release(block); }
-void operator delete(void* block, size_t) noexcept { release(block); }
-void operator delete[](void* block, size_t) noexcept { release(block); }
-void operator delete(void* block, const std::nothrow_t&) noexcept { release(block); }
-void operator delete[](void* block, const std::nothrow_t&) noexcept { release(block); }
+void* operator new(size_t size) {
+    return allocateOrThrow(size);
+}
+void* operator new[](size_t size) {
+    return allocateOrThrow(size);
+}
+void* operator new(size_t size, const std::nothrow_t&) noexcept {
+    return allocate(size == 0 ? 1 : size);
+}
+void* operator new[](size_t size, const std::nothrow_t&) noexcept {
+    return allocate(size == 0 ? 1 : size);
+}
+void operator delete(void* block) noexcept {
+    release(block);
+}
+void operator delete[](void* block) noexcept {
+    release(block);
+}
+void operator delete(void* block, size_t) noexcept {
+    release(block);
+}
+void operator delete[](void* block, size_t) noexcept {
+    release(block);
+}
+void operator delete(void* block, const std::nothrow_t&) noexcept {
+    release(block);
+}
+void operator delete[](void* block, const std::nothrow_t&) noexcept {
+    release(block);
+}

@@ -151,10 +151,11 @@ void proveOrAbort() {
         const uint32_t mixed = impl.crc(random, 4099);
         if (check != 0x0376E6E7u || empty != 0xFFFFFFFFu || single != 0x4E08BFB4u ||
             mixed != expectedRandom) {
-            std::fprintf(stderr,
-                         "%s is not CRC-32/MPEG-2: \"123456789\" 0x%08X, empty 0x%08X, 0x00 0x%08X, "
-                         "random 0x%08X (library 0x%08X)\n",
-                         impl.name, check, empty, single, mixed, expectedRandom);
+            std::fprintf(
+                stderr,
+                "%s is not CRC-32/MPEG-2: \"123456789\" 0x%08X, empty 0x%08X, 0x00 0x%08X, "
+                "random 0x%08X (library 0x%08X)\n",
+                impl.name, check, empty, single, mixed, expectedRandom);
             std::abort();
         }
     }
@@ -189,9 +190,11 @@ void printFigure(int width, int decimals, double value) {
 }
 
 void printSummary(const vxbench::CollectingReporter& report) {
-    std::printf("\nCRC-32/MPEG-2, GB/s of CPU time (1e9 bytes/s), ratios from this run. The per-bit form makes "
-                "%zu helper calls per byte.\n",
-                circuit().helperCallsPerByte);
+    std::printf(
+        "\nCRC-32/MPEG-2, GB/s of CPU time (1e9 bytes/s), ratios from this run. The per-bit form "
+        "makes "
+        "%zu helper calls per byte.\n",
+        circuit().helperCallsPerByte);
     std::printf("%-10s", "size");
     const auto impls = implementations();
     for (const Implementation& impl : impls) std::printf(" %12s", impl.name);

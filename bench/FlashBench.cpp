@@ -85,11 +85,14 @@ struct Bench {
 
 void registerGroups() {
     for (const auto& [group, records] : vxsim::groupRecords()) {
-        vx_set_device_info_data(group, records.data(), static_cast<uint32_t>(records.size()), nullptr);
+        vx_set_device_info_data(group, records.data(), static_cast<uint32_t>(records.size()),
+                                nullptr);
     }
 }
 
-void onWrite(VXDataTranState state, uint8_t, void* user) { *static_cast<int*>(user) = state; }
+void onWrite(VXDataTranState state, uint8_t, void* user) {
+    *static_cast<int*>(user) = state;
+}
 
 void onRead(VXDataTranState, VXDataChunk* chunk, void* user) {
     *static_cast<size_t*>(user) += chunk->size;
@@ -182,8 +185,12 @@ std::vector<uint8_t> l840File() {
         .component(L840Component().address(0x100000).data(randomBytes(k16MiB - kL840Overhead)))
         .build();
 }
-std::vector<uint8_t> l5File() { return L5Image().pid(0x0670).size(0xA0000).build(); }
-std::vector<uint8_t> openNIFile() { return randomBytes(256u << 10); }
+std::vector<uint8_t> l5File() {
+    return L5Image().pid(0x0670).size(0xA0000).build();
+}
+std::vector<uint8_t> openNIFile() {
+    return randomBytes(256u << 10);
+}
 std::vector<uint8_t> l5ProFile() {
     return L840Container()
         .component(L840Component().data(randomBytes(k16MiB - kL840Overhead)).pids({0x0671}))
@@ -233,7 +240,8 @@ void BM_UpdateFromFile(benchmark::State& state, const Family& family) {
         state.ResumeTiming();
         UpdateOutcome outcome;
         vx_error* error = nullptr;
-        vx_device_update_firmware_ext(bench.handle(), path.c_str(), onUpgrade, false, &outcome, &error);
+        vx_device_update_firmware_ext(bench.handle(), path.c_str(), onUpgrade, false, &outcome,
+                                      &error);
         state.PauseTiming();
         peak = vxbench::heap::libraryPeak() - before;
         if (error != nullptr) {
@@ -280,10 +288,11 @@ void printTransfer(const vxbench::CollectingReporter& report, const char* name, 
 }
 
 void printSummary(const vxbench::CollectingReporter& report) {
-    std::printf("\nPer exchange against a zero-latency camera (microseconds), next to the time "
-                "USB 2.0 takes for the same exchanges (vxsim::LinkModel::usb2()).\n"
-                "'camera' is the virtual camera answering; 'library+host' is the rest: the "
-                "library and the emulator's host-call shim (scripts/callgrind.sh splits them).\n");
+    std::printf(
+        "\nPer exchange against a zero-latency camera (microseconds), next to the time "
+        "USB 2.0 takes for the same exchanges (vxsim::LinkModel::usb2()).\n"
+        "'camera' is the virtual camera answering; 'library+host' is the rest: the "
+        "library and the emulator's host-call shim (scripts/callgrind.sh splits them).\n");
     std::printf("%-28s %9s %10s %10s %10s %10s %11s %11s\n", "transfer", "exchanges", "total",
                 "camera", "lib+host", "usb2", "lib+host/usb2", "run/usb2");
     printTransfer(report, "BM_WriteFlashVerified", "flash write 8 MiB + verify");
@@ -295,8 +304,9 @@ void printSummary(const vxbench::CollectingReporter& report) {
     for (const Family& family : kFamilies) {
         const vxbench::Result* r = report.find(std::string("BM_UpdateFromFile/") + family.name);
         if (r == nullptr) continue;
-        std::printf("%-10s %12.0f %14.0f %10.3f\n", family.name, vxbench::counter(*r, "image_bytes"),
-                    vxbench::counter(*r, "peak_heap"), vxbench::counter(*r, "peak_per_size"));
+        std::printf("%-10s %12.0f %14.0f %10.3f\n", family.name,
+                    vxbench::counter(*r, "image_bytes"), vxbench::counter(*r, "peak_heap"),
+                    vxbench::counter(*r, "peak_per_size"));
     }
 }
 
@@ -307,8 +317,8 @@ int flashWriteOnce() {
     bench.camera->device().resetModelledTime();
     int last = 0;
     vx_device_write_flash(bench.handle(), 0, data.data(), kFlashSize, onWrite, false, &last);
-    std::printf("flash write of %u bytes: state %d, %llu exchanges, %.3f s on USB 2.0\n", kFlashSize,
-                last, static_cast<unsigned long long>(bench.timed->exchanges()),
+    std::printf("flash write of %u bytes: state %d, %llu exchanges, %.3f s on USB 2.0\n",
+                kFlashSize, last, static_cast<unsigned long long>(bench.timed->exchanges()),
                 bench.camera->device().modelledSeconds());
     return last == VX_DATA_TRAN_STATE_DONE ? 0 : 1;
 }

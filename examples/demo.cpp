@@ -20,13 +20,20 @@ struct WriteProgress {
 
 const char* stateName(int state) {
     switch (state) {
-        case VX_DATA_TRAN_STATE_TRANSFERRING: return "transferring";
-        case VX_DATA_TRAN_STATE_VERIFYING: return "verifying";
-        case VX_DATA_TRAN_STATE_DONE: return "done";
-        case VX_DATA_TRAN_STATE_VERIFY_DONE: return "verify done";
-        case VX_DATA_TRAN_STATE_FAILED: return "FAILED";
-        case VX_DATA_TRAN_STATE_VERIFY_FAILED: return "VERIFY FAILED";
-        default: return "?";
+        case VX_DATA_TRAN_STATE_TRANSFERRING:
+            return "transferring";
+        case VX_DATA_TRAN_STATE_VERIFYING:
+            return "verifying";
+        case VX_DATA_TRAN_STATE_DONE:
+            return "done";
+        case VX_DATA_TRAN_STATE_VERIFY_DONE:
+            return "verify done";
+        case VX_DATA_TRAN_STATE_FAILED:
+            return "FAILED";
+        case VX_DATA_TRAN_STATE_VERIFY_FAILED:
+            return "VERIFY FAILED";
+        default:
+            return "?";
     }
 }
 
@@ -61,7 +68,8 @@ int main(int argc, char** argv) {
     // The application tells the library which product ids form the run-time device groups.
     for (const auto& [group, records] : vxsim::groupRecords()) {
         vx_error* error = nullptr;
-        vx_set_device_info_data(group, records.data(), static_cast<uint32_t>(records.size()), &error);
+        vx_set_device_info_data(group, records.data(), static_cast<uint32_t>(records.size()),
+                                &error);
         if (error != nullptr) vx_delete_error(error);
     }
     auto camera = vxsim::makeCamera(model);
@@ -77,7 +85,8 @@ int main(int argc, char** argv) {
     std::mt19937 rng(1);
     for (auto& b : image) b = static_cast<uint8_t>(rng());
 
-    std::printf("\nvx_device_write_flash: %u bytes at 0x%06X, verified by read-back\n", size, offset);
+    std::printf("\nvx_device_write_flash: %u bytes at 0x%06X, verified by read-back\n", size,
+                offset);
     WriteProgress progress;
     vx_device_write_flash(camera->handle(), offset, image.data(), size, onWrite, false, &progress);
     std::printf("  %d progress reports\n", progress.reports);
@@ -86,7 +95,8 @@ int main(int argc, char** argv) {
     ReadBack back;
     vx_device_read_flash(camera->handle(), offset, size, onRead, false, &back);
     const bool same = back.data == image;
-    std::printf("  read %zu bytes: %s\n", back.data.size(), same ? "identical to the image" : "DIFFERENT");
+    std::printf("  read %zu bytes: %s\n", back.data.size(),
+                same ? "identical to the image" : "DIFFERENT");
 
     const vxsim::TraceSummary s = vxsim::summarizeExchanges(camera->device());
     std::printf("\nOn the wire: %llu exchanges, %llu bytes sent, %llu received, %llu errors\n",
@@ -95,7 +105,8 @@ int main(int argc, char** argv) {
                 static_cast<unsigned long long>(s.bytesReceived),
                 static_cast<unsigned long long>(s.transportErrors + s.deviceErrors));
     for (const auto& [opcode, count] : s.perOpcode) {
-        std::printf("  %-20s %llu\n", vxsim::wire::opcodeName(opcode), static_cast<unsigned long long>(count));
+        std::printf("  %-20s %llu\n", vxsim::wire::opcodeName(opcode),
+                    static_cast<unsigned long long>(count));
     }
     if (camera->device().linkModel()) {
         std::printf("A real %s link would have taken about %.2f s.\n",

@@ -254,7 +254,8 @@ private:
             const size_t n = failed ? 0 : r.bytes.size();
             out.push_back(static_cast<uint8_t>(n));
             out.push_back(static_cast<uint8_t>(n >> 8));
-            out.insert(out.end(), r.bytes.begin(), r.bytes.begin() + static_cast<std::ptrdiff_t>(n));
+            out.insert(out.end(), r.bytes.begin(),
+                       r.bytes.begin() + static_cast<std::ptrdiff_t>(n));
         }
         uint64_t hash = 14695981039346656037ull;
         for (const uint8_t b : out) hash = (hash ^ b) * 1099511628211ull;
@@ -308,15 +309,14 @@ bool parses(Parse parse) {
 // well-formed, and a failure leaves one well-formed error object, which is released.
 inline void updateFromMemory(FuzzCamera& cam, const std::vector<uint8_t>& image,
                              bool withCallback) {
-    const vx_device_upgrade_callback onProgress = [](VXUpgradeState, const char* message, uint8_t percent,
-                                            void*) {
+    const vx_device_upgrade_callback onProgress = [](VXUpgradeState, const char* message,
+                                                     uint8_t percent, void*) {
         VXFUZZ_CHECK(message != nullptr && percent <= 100);
     };
     vx_error* error = nullptr;
-    vx_device_update_firmware_from_raw_data_ext(cam.handle(), image.data(),
-                                                static_cast<uint32_t>(image.size()),
-                                                withCallback ? onProgress : nullptr, false, nullptr,
-                                                &error);
+    vx_device_update_firmware_from_raw_data_ext(
+        cam.handle(), image.data(), static_cast<uint32_t>(image.size()),
+        withCallback ? onProgress : nullptr, false, nullptr, &error);
     if (error != nullptr) {
         VXFUZZ_CHECK(vx_error_get_message(error) != nullptr && vxsim::errorStatus(error) == 1);
         vx_delete_error(error);

@@ -46,7 +46,8 @@ public:
     Corpus& add(const Bytes& bytes) {
         const fs::path path = dir_ / std::to_string(next_++);
         std::ofstream out(path, std::ios::binary);
-        out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+        out.write(reinterpret_cast<const char*>(bytes.data()),
+                  static_cast<std::streamsize>(bytes.size()));
         if (!out) throw std::runtime_error("cannot write " + path.string());
         return *this;
     }
@@ -66,8 +67,10 @@ void parserSeeds(const fs::path& seeds) {
         .add(L840Container().component(main).build())
         .add(L840Container()
                  .serial("Kovra A")
-                 .component(L840Component().name("boot").address(0x10000).data(pattern(64)).pids({0x0810}))
-                 .component(L840Component().name("isp").address(0x500000).version("9.9.9").data(pattern(40)))
+                 .component(
+                     L840Component().name("boot").address(0x10000).data(pattern(64)).pids({0x0810}))
+                 .component(L840Component().name("isp").address(0x500000).version("9.9.9").data(
+                     pattern(40)))
                  .component(L840Component(main).pids({0x0800, 0x0820}))
                  .trailing(pattern(16))
                  .build())
@@ -84,7 +87,12 @@ void parserSeeds(const fs::path& seeds) {
     Corpus(seeds / "openni_image").add(pattern(0x20000)).add(pattern(1000));
     Corpus(seeds / "miromax_package")
         .add(cat({{127}, MiroMaxPackage().build()}))
-        .add(cat({{2}, MiroMaxPackage().productName("ra-dk700v").firmwareType(3).payload(pattern(700)).build()}));
+        .add(cat({{2},
+                  MiroMaxPackage()
+                      .productName("ra-dk700v")
+                      .firmwareType(3)
+                      .payload(pattern(700))
+                      .build()}));
     Corpus(seeds / "l5pro_kinds")
         .add(L840Container().component(L840Component().data(pattern(200)).pids({0x0671})).build())
         .add(pattern(64, "PK\x03\x04"))
@@ -98,15 +106,27 @@ void flowPrefixes(const fs::path& prefixes) {
     for (unsigned kind = 0; kind <= 10; ++kind) {
         const bool rawData = kind == 4 || kind == 5;
         const unsigned arg = kind == 6 ? 64 : kind == 10 ? 259 : 100;
-        execute.add(cat({{0, 0, 0, 0, static_cast<uint8_t>(kind)}, le16(rawData ? 1052 : 100), le16(arg)}));
+        execute.add(
+            cat({{0, 0, 0, 0, static_cast<uint8_t>(kind)}, le16(rawData ? 1052 : 100), le16(arg)}));
     }
-    execute.add(cat({{0, 0, 0, 3, 0}, le16(100), le16(0), {2}, le16(100), le16(0), {6}, le16(0),
-                     le16(256), {10}, le16(100), le16(4095)}));
+    execute.add(cat({{0, 0, 0, 3, 0},
+                     le16(100),
+                     le16(0),
+                     {2},
+                     le16(100),
+                     le16(0),
+                     {6},
+                     le16(0),
+                     le16(256),
+                     {10},
+                     le16(100),
+                     le16(4095)}));
 
     Corpus flash(prefixes / "flash_transfer");
     for (uint8_t variant = 0; variant < 4; ++variant)
         for (uint8_t mode = 0; mode < 3; ++mode)
-            flash.add(cat({{variant, 0, 0, static_cast<uint8_t>(12 + mode)}, le16(999), le16(0x40)}));
+            flash.add(
+                cat({{variant, 0, 0, static_cast<uint8_t>(12 + mode)}, le16(999), le16(0x40)}));
 
     Corpus raw(prefixes / "raw_data_read");
     for (const unsigned chunk : {479u, 99u, 1013u}) raw.add(cat({{0, 0, 0}, le16(chunk)}));
@@ -117,7 +137,8 @@ void flowPrefixes(const fs::path& prefixes) {
     for (uint8_t failure = 0; failure <= 10; ++failure) {
         for (uint8_t variant = 0; variant < 4; ++variant) l840.add({variant, failure, 1, 0});
         for (uint8_t variant = 0; variant < 2; ++variant) miromax.add({variant, failure, 1});
-        for (uint8_t variant = 0; variant < 3; ++variant) customer.add(cat({{variant, failure, 1}, le16(2047)}));
+        for (uint8_t variant = 0; variant < 3; ++variant)
+            customer.add(cat({{variant, failure, 1}, le16(2047)}));
     }
     customer.add(cat({{0, 0, 0}, le16(0)})).add(cat({{1, 0, 0}, le16(17)}));
 }

@@ -26,7 +26,8 @@ int main(int argc, char** argv) {
     std::sort(files.begin(), files.end());
     for (const fs::path& file : files) {
         std::ifstream in(file, std::ios::binary);
-        const std::vector<uint8_t> data((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        const std::vector<uint8_t> data((std::istreambuf_iterator<char>(in)),
+                                        std::istreambuf_iterator<char>());
         // Named first: an abort inside the target then points at its input.
         std::fprintf(stderr, "%s\n", file.c_str());
         LLVMFuzzerTestOneInput(data.data(), data.size());

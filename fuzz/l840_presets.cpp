@@ -13,9 +13,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             VXFUZZ_CHECK(parser.getFileHeader().productName().size() <= 16);
             VXFUZZ_CHECK(parser.getDataList().size() <= parser.getFileHeader().presetCount());
             for (const auto& record : parser.getDataList()) {
-                VXFUZZ_CHECK(record.data.size() == record.dataLength() && record.data.size() <= size);
+                VXFUZZ_CHECK(record.data.size() == record.dataLength() &&
+                             record.data.size() <= size);
                 VXFUZZ_CHECK(L840OptionalDepthPresetsParser::isPresetDataAdaptable(record, pid));
-                VXFUZZ_CHECK(vxfuzz::parses([&] { L840OptionalDepthPresetsParser::checkPresetData(record); }));
+                VXFUZZ_CHECK(vxfuzz::parses(
+                    [&] { L840OptionalDepthPresetsParser::checkPresetData(record); }));
             }
         });
     }

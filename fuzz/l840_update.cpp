@@ -19,7 +19,8 @@ std::vector<uint8_t> container(const std::string& serial) {
     return L840Container()
         .serial(serial)
         .component(L840Component().name("boot").address(0x10000).data(pattern(600, 1)))
-        .component(L840Component().name("isp").address(0x500000).version("9.9.9").data(pattern(300, 5)))
+        .component(
+            L840Component().name("isp").address(0x500000).version("9.9.9").data(pattern(300, 5)))
         .component(L840Component().name("main").address(0x100000).data(pattern(1500, 9)))
         .build();
 }
@@ -31,7 +32,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     vxfuzz::Input input(bytes, size);
     vxfuzz::FuzzCamera cam(input, {"l840", "l840-boot", "kovra-a", "l845se"});
     const bool withCallback = (input.u8() & 1) == 0;
-    const std::vector<uint8_t> image = container(cam.model().name == "kovra-a" ? "Kovra A" : "Lumex 840");
+    const std::vector<uint8_t> image =
+        container(cam.model().name == "kovra-a" ? "Kovra A" : "Lumex 840");
     vxfuzz::updateFromMemory(cam, image, withCallback);
     return 0;
 }

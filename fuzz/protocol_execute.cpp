@@ -27,7 +27,9 @@ void structureDataV11(const uint8_t* r, uint16_t n) {
     if (size > 0) touch(resp.structureData(), static_cast<size_t>(size));
     g_sink = static_cast<uint8_t>(resp.cmdVersion());
 }
-void flashData(const uint8_t* r, uint16_t n) { touch(p::parseReadFlashResp(r, n).data(), n - 10u); }
+void flashData(const uint8_t* r, uint16_t n) {
+    touch(p::parseReadFlashResp(r, n).data(), n - 10u);
+}
 
 struct Kind {
     uint16_t (*build)(uint8_t* buf, uint32_t id, uint16_t arg);  // returns the request length
@@ -35,26 +37,66 @@ struct Kind {
 };
 
 const Kind kKinds[] = {
-    {[](uint8_t* b, uint32_t id, uint16_t) { p::initGetPropertyReq(b, id); return uint16_t{12}; },
-     [](const uint8_t* r, uint16_t n) { g_sink = static_cast<uint8_t>(p::parseGetPropertyResp(r, n).currentValue()); }},
-    {[](uint8_t* b, uint32_t id, uint16_t arg) { p::initSetPropertyReq(b, id, arg); return uint16_t{16}; },
-     [](const uint8_t* r, uint16_t n) { g_sink = static_cast<uint8_t>(p::parseSetPropertyResp(r, n).status()); }},
-    {[](uint8_t* b, uint32_t id, uint16_t) { p::initGetStructureDataReq(b, id); return uint16_t{12}; },
+    {[](uint8_t* b, uint32_t id, uint16_t) {
+         p::initGetPropertyReq(b, id);
+         return uint16_t{12};
+     },
+     [](const uint8_t* r, uint16_t n) {
+         g_sink = static_cast<uint8_t>(p::parseGetPropertyResp(r, n).currentValue());
+     }},
+    {[](uint8_t* b, uint32_t id, uint16_t arg) {
+         p::initSetPropertyReq(b, id, arg);
+         return uint16_t{16};
+     },
+     [](const uint8_t* r, uint16_t n) {
+         g_sink = static_cast<uint8_t>(p::parseSetPropertyResp(r, n).status());
+     }},
+    {[](uint8_t* b, uint32_t id, uint16_t) {
+         p::initGetStructureDataReq(b, id);
+         return uint16_t{12};
+     },
      structureData},
-    {[](uint8_t* b, uint32_t, uint16_t) { p::initHeartbeatAndStateReq(b); return uint16_t{8}; },
+    {[](uint8_t* b, uint32_t, uint16_t) {
+         p::initHeartbeatAndStateReq(b);
+         return uint16_t{8};
+     },
      [](const uint8_t* r, uint16_t n) { touch(p::parseHeartbeatAndStateResp(r, n).data(), 8); }},
-    {[](uint8_t* b, uint32_t id, uint16_t) { p::initGetRawDataLength(b, id, 0); return uint16_t{12}; },
-     [](const uint8_t* r, uint16_t n) { g_sink = static_cast<uint8_t>(p::parseGetRawDataLengthResp(r, n).totalLength()); }},
-    {[](uint8_t* b, uint32_t id, uint16_t arg) { p::initReadRawData(b, id, 0, arg); return uint16_t{20}; },
+    {[](uint8_t* b, uint32_t id, uint16_t) {
+         p::initGetRawDataLength(b, id, 0);
+         return uint16_t{12};
+     },
+     [](const uint8_t* r, uint16_t n) {
+         g_sink = static_cast<uint8_t>(p::parseGetRawDataLengthResp(r, n).totalLength());
+     }},
+    {[](uint8_t* b, uint32_t id, uint16_t arg) {
+         p::initReadRawData(b, id, 0, arg);
+         return uint16_t{20};
+     },
      [](const uint8_t* r, uint16_t n) { touch(p::parseReadRawDataResp(r, n).data(), n - 10u); }},
-    {[](uint8_t* b, uint32_t id, uint16_t arg) { p::initReadFlashReq(b, id, arg); return uint16_t{14}; },
+    {[](uint8_t* b, uint32_t id, uint16_t arg) {
+         p::initReadFlashReq(b, id, arg);
+         return uint16_t{14};
+     },
      flashData},
-    {[](uint8_t* b, uint32_t id, uint16_t) { p::initGetCmdVersionReq(b, id); return uint16_t{12}; },
-     [](const uint8_t* r, uint16_t n) { g_sink = static_cast<uint8_t>(p::parseGetCmdVerDataResp(r, n).opcode()); }},
-    {[](uint8_t* b, uint32_t id, uint16_t) { p::initGetStructureDataReqV1_1(b, id); return uint16_t{12}; },
+    {[](uint8_t* b, uint32_t id, uint16_t) {
+         p::initGetCmdVersionReq(b, id);
+         return uint16_t{12};
+     },
+     [](const uint8_t* r, uint16_t n) {
+         g_sink = static_cast<uint8_t>(p::parseGetCmdVerDataResp(r, n).opcode());
+     }},
+    {[](uint8_t* b, uint32_t id, uint16_t) {
+         p::initGetStructureDataReqV1_1(b, id);
+         return uint16_t{12};
+     },
      structureDataV11},
-    {[](uint8_t* b, uint32_t id, uint16_t) { p::initStartGetStructureDataList(b, id); return uint16_t{12}; },
-     [](const uint8_t* r, uint16_t n) { touch(p::parseStartStructureDataListResp(r, n).data(), 6); }},
+    {[](uint8_t* b, uint32_t id, uint16_t) {
+         p::initStartGetStructureDataList(b, id);
+         return uint16_t{12};
+     },
+     [](const uint8_t* r, uint16_t n) {
+         touch(p::parseStartStructureDataListResp(r, n).data(), 6);
+     }},
 };
 constexpr size_t kKindCount = sizeof kKinds / sizeof kKinds[0];
 
@@ -67,11 +109,13 @@ void exchange(vx_device_t* device, const Kind& kind, uint32_t id, uint16_t arg) 
     const uint16_t capacity = p::getExpectedRespSize(opcode);
     std::vector<uint8_t> response(capacity);
     uint16_t received = 0;
-    const p::HpStatus status = p::execute(device, request.data(), length, response.data(), &received);
+    const p::HpStatus status =
+        p::execute(device, request.data(), length, response.data(), &received);
     (void)p::checkStatus(status, false);
     if (status.statusCode != p::HP_STATUS_OK) return;
     VXFUZZ_CHECK(received >= p::kRespHeaderSize && received <= capacity);
-    VXFUZZ_CHECK(p::validateResp(response.data(), received, opcode, requestId).statusCode == p::HP_STATUS_OK);
+    VXFUZZ_CHECK(p::validateResp(response.data(), received, opcode, requestId).statusCode ==
+                 p::HP_STATUS_OK);
     vxfuzz::parses([&] { kind.read(response.data(), received); });
 }
 
@@ -90,7 +134,8 @@ void command(vxfuzz::FuzzCamera& cam, uint32_t id, uint16_t arg) {
         const auto n = static_cast<uint16_t>(last.response.size());
         const auto requestId = static_cast<uint16_t>(last.request[6] | last.request[7] << 8);
         const p::HpStatusCode code =
-            p::validateResp(last.response.data(), n, p::OPCODE_GET_STRUCTURE_DATA, requestId).statusCode;
+            p::validateResp(last.response.data(), n, p::OPCODE_GET_STRUCTURE_DATA, requestId)
+                .statusCode;
         VXFUZZ_CHECK(!last.transportError && last.reportedLength == n);
         VXFUZZ_CHECK(code == p::HP_STATUS_OK);
         VXFUZZ_CHECK(size <= capacity && size + p::kRespHeaderSize <= n);

@@ -4,9 +4,9 @@
 
 #include <cstdio>
 #include <cstring>
-#include <string>
 #include <memory>
 #include <new>
+#include <string>
 #include <vector>
 
 #include "DevicePidAndMap.h"
@@ -105,7 +105,9 @@ void vx_device_read_ahb(vx_device_t*, uint32_t, uint32_t, uint32_t*, vx_error**)
 void vx_device_write_i2c(vx_device_t*, uint32_t, uint32_t, uint32_t, uint32_t, vx_error**) {}
 void vx_device_read_i2c(vx_device_t*, uint32_t, uint32_t, uint32_t, uint32_t*, vx_error**) {}
 
-const char* vx_get_commit_hash(void) { return VXSENSOR_COMMIT_HASH; }
+const char* vx_get_commit_hash(void) {
+    return VXSENSOR_COMMIT_HASH;
+}
 
 void vx_device_update_firmware_ext(vx_device_t* device, const char* path,
                                    vx_device_upgrade_callback cb, bool async, void* user_data,
@@ -122,9 +124,8 @@ void vx_device_update_firmware_ext(vx_device_t* device, const char* path,
             break;
     }
     // The file's bytes are the image: handed on as they are, never copied again.
-    vx_device_update_firmware_from_raw_data_ext(device, image.data(),
-                                                static_cast<uint32_t>(image.size()), cb, async,
-                                                user_data, error);
+    vx_device_update_firmware_from_raw_data_ext(
+        device, image.data(), static_cast<uint32_t>(image.size()), cb, async, user_data, error);
 }
 
 // The update always runs to its end before returning; `async` is accepted and ignored. The
@@ -155,8 +156,8 @@ void vx_device_update_optional_depth_presets_ext(vx_device_t* device,
             file = readFile(std::string(slot, strnlen(slot, kPathSlot)));
         }
         if (file.empty()) {
-            return reportFailure(kPresetFunction, VX_UPGRADE_STATE_FILE_UNREADABLE, kPresetFileMessage,
-                                 kTypeFileUnreadable, cb, user_data, error);
+            return reportFailure(kPresetFunction, VX_UPGRADE_STATE_FILE_UNREADABLE,
+                                 kPresetFileMessage, kTypeFileUnreadable, cb, user_data, error);
         }
         presets.push_back(std::move(file));
     }

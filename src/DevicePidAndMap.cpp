@@ -95,26 +95,26 @@ static_assert(sizeof(DeviceInfoEntry::name) + 4 == kDeviceInfoEntryWireSize,
 
 std::string DeviceInfoEntry::nameText() const {
     const void* end = std::memchr(name, '\0', sizeof(name));
-    const std::size_t len =
-        end != nullptr ? static_cast<std::size_t>(static_cast<const char*>(end) - name)
-                       : sizeof(name);
+    const std::size_t len = end != nullptr
+                                ? static_cast<std::size_t>(static_cast<const char*>(end) - name)
+                                : sizeof(name);
     return std::string(name, len);
 }
 
 std::vector<DeviceIdentifier>* getDeviceIdentifierVector(uint16_t groupType) {
     switch (groupType) {
-    case 0:
-        return &L840SeriesDevPids;
-    case 2:
-        return &L845SeDevPids;
-    case 3:
-        return &KovraADevPids;
-    case 4:
-        return &L840AndKovraADevPids;
-    case 6:
-        return &L945SeDevPids;
-    default:
-        return nullptr;
+        case 0:
+            return &L840SeriesDevPids;
+        case 2:
+            return &L845SeDevPids;
+        case 3:
+            return &KovraADevPids;
+        case 4:
+            return &L840AndKovraADevPids;
+        case 6:
+            return &L945SeDevPids;
+        default:
+            return nullptr;
     }
 }
 

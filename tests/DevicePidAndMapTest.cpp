@@ -63,8 +63,11 @@ TEST_F(DeviceGroupTables, RecordsDecodeLittleEndianAndPartialOnesAreDropped) {
 
 TEST_F(DeviceGroupTables, EachGroupReplacesOnlyItsOwnTable) {
     const std::vector<std::pair<uint16_t, std::vector<DeviceIdentifier>*>> tables{
-        {0, &L840SeriesDevPids}, {2, &L845SeDevPids}, {3, &KovraADevPids},
-        {4, &L840AndKovraADevPids}, {6, &L945SeDevPids}};
+        {0, &L840SeriesDevPids},
+        {2, &L845SeDevPids},
+        {3, &KovraADevPids},
+        {4, &L840AndKovraADevPids},
+        {6, &L945SeDevPids}};
     const Bytes two{0x6E, 0x3A, 0x00, 0x09, 0x6E, 0x3A, 0x01, 0x09};
     for (const auto& [group, unused] : tables) {
         SCOPED_TRACE(group);

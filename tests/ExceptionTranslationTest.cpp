@@ -29,7 +29,8 @@ TEST_F(ExceptionTranslationTest, TheClassDecidesTheState) {
     };
     const Case cases[] = {
         {[] { throw mismatch_firmware_exception_ext("m"); }, PresetCountState::Generic, -9, "m", 1},
-        {[] { throw unsupported_device_exception_ext("u"); }, PresetCountState::Generic, -10, "u", 1},
+        {[] { throw unsupported_device_exception_ext("u"); }, PresetCountState::Generic, -10, "u",
+         1},
         {[] { throw invalid_preset_count_ext("p"); }, PresetCountState::Own, -11, "p", 1},
         {[] { throw invalid_preset_count_ext("p"); }, PresetCountState::Generic, -6, "p", 1},
         {[] { throw invalid_connection_type_ext("c"); }, PresetCountState::Own, -6, "c", 1},
@@ -50,12 +51,13 @@ TEST_F(ExceptionTranslationTest, CallbackComesBeforeTheErrorObjectAndNothingWith
     } seen;
     vx_error* error = nullptr;
     seen.error = &error;
-    translateExceptions("entry", PresetCountState::Own,
-                        [](VXUpgradeState, const char*, uint8_t, void* user) {
-                            auto* s = static_cast<Seen*>(user);
-                            s->errorSetDuringCallback = *s->error != nullptr;
-                        },
-                        &seen, &error, [] { throw std::runtime_error("late"); });
+    translateExceptions(
+        "entry", PresetCountState::Own,
+        [](VXUpgradeState, const char*, uint8_t, void* user) {
+            auto* s = static_cast<Seen*>(user);
+            s->errorSetDuringCallback = *s->error != nullptr;
+        },
+        &seen, &error, [] { throw std::runtime_error("late"); });
     EXPECT_FALSE(seen.errorSetDuringCallback);
     vx_delete_error(error);
 

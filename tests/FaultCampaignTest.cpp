@@ -29,7 +29,7 @@ using vxsim::FaultRule;
 namespace {
 
 struct Outcome {
-    int finals = 0;            // final outcomes reported (must be exactly one)
+    int finals = 0;  // final outcomes reported (must be exactly one)
     bool success = false;
     bool refusedEarly = false;  // refused by a check that precedes the transfer
     bool holdsImage = true;     // the camera holds what a success claims
@@ -62,14 +62,16 @@ Outcome upgradeOutcome(const UpgradeRecorder& r, std::initializer_list<int> succ
     for (const int s : successStates) o.success = o.success || last == s;
     o.finals += o.success ? 1 : 0;
     if (o.finals == 1 && !o.success && last >= 0) o.finals = 2;  // a failure that is not the end
-    o.refusedEarly = last == VX_UPGRADE_STATE_MISMATCH || last == VX_UPGRADE_STATE_UNSUPPORTED_DEVICE;
+    o.refusedEarly =
+        last == VX_UPGRADE_STATE_MISMATCH || last == VX_UPGRADE_STATE_UNSUPPORTED_DEVICE;
     return o;
 }
 
 Outcome firmwareUpdate(EmulatedCamera& cam, const std::vector<uint8_t>& file,
                        std::initializer_list<int> successStates) {
     UpgradeRecorder r;
-    vx_device_update_firmware_from_raw_data_ext(cam.handle(), file.data(), static_cast<uint32_t>(file.size()),
+    vx_device_update_firmware_from_raw_data_ext(cam.handle(), file.data(),
+                                                static_cast<uint32_t>(file.size()),
                                                 UpgradeRecorder::record, false, &r, &r.error);
     return upgradeOutcome(r, successStates);
 }
@@ -79,10 +81,12 @@ const std::vector<uint8_t> kMain = pattern(1500, 2);
 const std::vector<uint8_t> kFlash = pattern(3000, 3);
 
 std::vector<Operation> operations() {
-    static const auto l840 = L840Container().serial("Lumex 840")
-                                 .component(L840Component().name("boot").address(0x10000).data(kBoot))
-                                 .component(L840Component().name("main").address(0x100000).data(kMain).pids({0x0800}))
-                                 .build();
+    static const auto l840 =
+        L840Container()
+            .serial("Lumex 840")
+            .component(L840Component().name("boot").address(0x10000).data(kBoot))
+            .component(L840Component().name("main").address(0x100000).data(kMain).pids({0x0800}))
+            .build();
     static const auto l5 = L5Image().pid(0x0670).size(1500).build();
     static const auto miromax = MiroMaxPackage().payload(pattern(20000, 4)).build();
     static std::vector<uint8_t> l945sePreset = [] {
@@ -94,88 +98,108 @@ std::vector<Operation> operations() {
         PresetFile().record(PresetRecord().address(0x7F0000).data(pattern(300, 5))).build();
 
     return {
-        {"flash write", "l840", 64, [](EmulatedCamera& cam) {
+        {"flash write", "l840", 64,
+         [](EmulatedCamera& cam) {
              Reports reports;
-             vx_device_write_flash(cam.handle(), 0x200000, kFlash.data(), 3000,
-                                   [](VXDataTranState s, uint8_t p, void* u) {
-                                       static_cast<Reports*>(u)->emplace_back(s, p);
-                                   },
-                                   false, &reports);
+             vx_device_write_flash(
+                 cam.handle(), 0x200000, kFlash.data(), 3000,
+                 [](VXDataTranState s, uint8_t p, void* u) {
+                     static_cast<Reports*>(u)->emplace_back(s, p);
+                 },
+                 false, &reports);
              Outcome o;
-             for (const Report& r : reports) o.finals += (r.first < 0 && r.second == 0) || r == Report{2, 100};
+             for (const Report& r : reports)
+                 o.finals += (r.first < 0 && r.second == 0) || r == Report{2, 100};
              o.success = !reports.empty() && reports.back() == Report{2, 100};
              o.holdsImage = flashHolds(cam, 0x200000, kFlash);
              if (!reports.empty() && reports.back().first >= 0 && !o.success) o.finals = 0;
              return o;
          }},
-        {"flash read", "l840", 64, [](EmulatedCamera& cam) {
+        {"flash read", "l840", 64,
+         [](EmulatedCamera& cam) {
              cam.camera().writeFlashDirect(0x300000, kFlash);
-             struct Read { Reports reports; std::vector<uint8_t> data; } got;
-             vx_device_read_flash(cam.handle(), 0x300000, 3000,
-                                  [](VXDataTranState s, VXDataChunk* c, void* u) {
-                                      auto* g = static_cast<Read*>(u);
-                                      g->reports.emplace_back(s, c->offset);
-                                      if (s == 0) g->data.insert(g->data.end(), c->data, c->data + c->size);
-                                  },
-                                  false, &got);
+             struct Read {
+                 Reports reports;
+                 std::vector<uint8_t> data;
+             } got;
+             vx_device_read_flash(
+                 cam.handle(), 0x300000, 3000,
+                 [](VXDataTranState s, VXDataChunk* c, void* u) {
+                     auto* g = static_cast<Read*>(u);
+                     g->reports.emplace_back(s, c->offset);
+                     if (s == 0) g->data.insert(g->data.end(), c->data, c->data + c->size);
+                 },
+                 false, &got);
              Outcome o;
              for (const Report& r : got.reports) o.finals += r.first == 2 || r.first < 0;
              o.success = !got.reports.empty() && got.reports.back().first == 2;
              if (!got.reports.empty() && got.reports.back().first == 0) o.finals = 0;
              // Read answers carry no checksum, so a flipped bit cannot be noticed by a plain read
              // (verifying operations catch it); the length must be right in any case.
-             o.holdsImage = got.data.size() == kFlash.size() &&
-                            (got.data == kFlash || cam.faults().injected(vxsim::FaultKind::BitFlip) > 0);
+             o.holdsImage =
+                 got.data.size() == kFlash.size() &&
+                 (got.data == kFlash || cam.faults().injected(vxsim::FaultKind::BitFlip) > 0);
              return o;
          }},
-        {"L840 update", "l840", 64, [](EmulatedCamera& cam) {
+        {"L840 update", "l840", 64,
+         [](EmulatedCamera& cam) {
              Outcome o = firmwareUpdate(cam, l840, {VX_UPGRADE_STATE_DONE});
              o.holdsImage = flashHolds(cam, 0x10000, kBoot) && flashHolds(cam, 0x100000, kMain);
              return o;
          }},
-        {"L840 bootloader update", "l840,boot", 64, [](EmulatedCamera& cam) {
-             Outcome o = firmwareUpdate(cam, l840, {VX_UPGRADE_STATE_STAGE_DONE, VX_UPGRADE_STATE_DONE});
+        {"L840 bootloader update", "l840,boot", 64,
+         [](EmulatedCamera& cam) {
+             Outcome o =
+                 firmwareUpdate(cam, l840, {VX_UPGRADE_STATE_STAGE_DONE, VX_UPGRADE_STATE_DONE});
              o.holdsImage = flashHolds(cam, 0x100000, kMain);
              return o;
          }},
-        {"L5 update", "l5", 64, [](EmulatedCamera& cam) {
+        {"L5 update", "l5", 64,
+         [](EmulatedCamera& cam) {
              Outcome o = firmwareUpdate(cam, l5, {VX_UPGRADE_STATE_DONE});
              o.holdsImage = flashHolds(cam, 0, l5);
              return o;
          }},
-        {"MiroMax update", "miromax", 64, [](EmulatedCamera& cam) {
+        {"MiroMax update", "miromax", 64,
+         [](EmulatedCamera& cam) {
              Outcome o = firmwareUpdate(cam, miromax, {VX_UPGRADE_STATE_DONE});
              o.holdsImage = cam.camera().rawData(vxsim::kFirmwareImageId) == miromax;
              return o;
          }},
-        {"L945Se preset image", "l945se", 64, [](EmulatedCamera& cam) {
+        {"L945Se preset image", "l945se", 64,
+         [](EmulatedCamera& cam) {
              Outcome o = firmwareUpdate(cam, l945sePreset, {VX_UPGRADE_STATE_TRANSFERRING});
              o.holdsImage = cam.camera().rawData(vxsim::kPresetPackageId) == l945sePreset;
              return o;
          }},
-        {"L840 presets", "l840", 64, [](EmulatedCamera& cam) {
+        {"L840 presets", "l840", 64,
+         [](EmulatedCamera& cam) {
              const std::string path = ::testing::TempDir() + "campaign-preset.bin";
              std::ofstream(path, std::ios::binary)
-                 .write(reinterpret_cast<const char*>(presetFile.data()), static_cast<std::streamsize>(presetFile.size()));
+                 .write(reinterpret_cast<const char*>(presetFile.data()),
+                        static_cast<std::streamsize>(presetFile.size()));
              char slot[1][1024] = {};
              std::snprintf(slot[0], sizeof slot[0], "%s", path.c_str());
              UpgradeRecorder r;
-             vx_device_update_optional_depth_presets_ext(cam.handle(), slot, 1, UpgradeRecorder::record, &r, &r.error);
+             vx_device_update_optional_depth_presets_ext(cam.handle(), slot, 1,
+                                                         UpgradeRecorder::record, &r, &r.error);
              std::remove(path.c_str());
              Outcome o;
              // Failed attempts are reported as they happen; the final outcome is the last report.
              const int last = r.reports.empty() ? 0 : std::get<0>(r.last());
              o.success = last == VX_UPGRADE_STATE_DONE;
-             o.finals = static_cast<int>(std::count_if(r.reports.begin(), r.reports.end(), [](const UpgradeReport& u) {
-                 const int s = std::get<0>(u);
-                 return s == VX_UPGRADE_STATE_DONE || s == VX_UPGRADE_STATE_CLEAR_FAILED ||
-                        std::get<1>(u).rfind("Failed to", 0) == 0;
-             }));
+             o.finals = static_cast<int>(
+                 std::count_if(r.reports.begin(), r.reports.end(), [](const UpgradeReport& u) {
+                     const int s = std::get<0>(u);
+                     return s == VX_UPGRADE_STATE_DONE || s == VX_UPGRADE_STATE_CLEAR_FAILED ||
+                            std::get<1>(u).rfind("Failed to", 0) == 0;
+                 }));
              o.finals += (r.error != nullptr);
              o.holdsImage = flashHolds(cam, 0x7F0000, pattern(300, 5));
              return o;
          }},
-        {"customer data write", "l840", 64, [](EmulatedCamera& cam) {
+        {"customer data write", "l840", 64,
+         [](EmulatedCamera& cam) {
              const auto data = pattern(128, 6);
              Outcome o;
              try {
@@ -187,7 +211,8 @@ std::vector<Operation> operations() {
              o.holdsImage = cam.camera().rawData(vxsim::kCustomerDataId) == data;
              return o;
          }},
-        {"customer data read", "l840", 64, [](EmulatedCamera& cam) {
+        {"customer data read", "l840", 64,
+         [](EmulatedCamera& cam) {
              cam.camera().setRawData(vxsim::kCustomerDataId, pattern(100, 7));
              std::vector<uint8_t> back(128, 0);
              uint32_t size = 128;
@@ -197,8 +222,9 @@ std::vector<Operation> operations() {
                  o.success = true;
                  back.resize(size);
                  // Raw-data answers carry no checksum either (see the plain flash read).
-                 o.holdsImage = back.size() == 100 &&
-                                (back == pattern(100, 7) || cam.faults().injected(vxsim::FaultKind::BitFlip) > 0);
+                 o.holdsImage =
+                     back.size() == 100 && (back == pattern(100, 7) ||
+                                            cam.faults().injected(vxsim::FaultKind::BitFlip) > 0);
              } catch (const std::exception&) {
              }
              o.finals = 1;
@@ -208,11 +234,12 @@ std::vector<Operation> operations() {
 }
 
 const std::vector<Fault> kVariants = {
-    Fault::transportError(), Fault::staleRequestId(), Fault::busy(), Fault::deviceError(1),
-    Fault::deviceError(0x7FFF), Fault::deviceWarning(0x8001), Fault::badMagic(), Fault::truncate(0),
-    Fault::truncate(9), Fault::truncate(10), Fault::truncate(12), Fault::overlongBody(1),
-    Fault::overlongBody(100), Fault::overlongLength(1), Fault::bitFlip(0), Fault::bitFlip(83),
-    Fault::bitFlip(1001), Fault::disappear(),
+    Fault::transportError(),  Fault::staleRequestId(),    Fault::busy(),
+    Fault::deviceError(1),    Fault::deviceError(0x7FFF), Fault::deviceWarning(0x8001),
+    Fault::badMagic(),        Fault::truncate(0),         Fault::truncate(9),
+    Fault::truncate(10),      Fault::truncate(12),        Fault::overlongBody(1),
+    Fault::overlongBody(100), Fault::overlongLength(1),   Fault::bitFlip(0),
+    Fault::bitFlip(83),       Fault::bitFlip(1001),       Fault::disappear(),
 };
 
 void noSleep(uint32_t) {}
@@ -222,7 +249,8 @@ void resetCamera(EmulatedCamera& cam) {
     for (const uint32_t address : {0x0u, 0x10000u, 0x100000u, 0x200000u, 0x7F0000u}) {
         cam.camera().writeFlashDirect(address, std::vector<uint8_t>(4096, 0xFF));
     }
-    for (const uint32_t id : {vxsim::kFirmwareImageId, vxsim::kPresetPackageId, vxsim::kCustomerDataId}) {
+    for (const uint32_t id :
+         {vxsim::kFirmwareImageId, vxsim::kPresetPackageId, vxsim::kCustomerDataId}) {
         if (cam.camera().hasRawDataObject(id)) cam.camera().setRawData(id, {});
     }
 }
@@ -234,7 +262,8 @@ protected:
     void SetUp() override {
         SimTest::SetUp();
         for (const auto& [group, records] : vxsim::groupRecords())
-            vx_set_device_info_data(group, records.data(), static_cast<uint32_t>(records.size()), nullptr);
+            vx_set_device_info_data(group, records.data(), static_cast<uint32_t>(records.size()),
+                                    nullptr);
         libvxsensor::setSleepHook(noSleep);
     }
     void TearDown() override {
@@ -269,7 +298,8 @@ TEST_F(FaultCampaignTest, EveryFaultAtEveryExchangeKeepsTheInvariants) {
                 << (rules.empty() ? "none" : vxsim::faultKindName(rules[0].fault.kind)) << " at "
                 << (rules.empty() ? 0 : rules[0].n);
             if (o.refusedEarly) {
-                EXPECT_EQ(cam->camera().counters().flashWrites, 0u) << "written despite an early refusal";
+                EXPECT_EQ(cam->camera().counters().flashWrites, 0u)
+                    << "written despite an early refusal";
             }
             return o;
         };
@@ -282,14 +312,16 @@ TEST_F(FaultCampaignTest, EveryFaultAtEveryExchangeKeepsTheInvariants) {
             for (uint64_t i = 0; i < exchanges; i += step) {
                 runOnce({FaultRule::atExchange(i, fault)});
                 runOnce({FaultRule::atExchange(i, fault), FaultRule::atExchange(i + 1, fault)});
-                runOnce({FaultRule::atExchange(i, fault), FaultRule::atExchange(i + 3, Fault::busy())});
-                runOnce({FaultRule::atExchange(i, fault), FaultRule::atExchange(i + 2, Fault::staleRequestId())});
+                runOnce(
+                    {FaultRule::atExchange(i, fault), FaultRule::atExchange(i + 3, Fault::busy())});
+                runOnce({FaultRule::atExchange(i, fault),
+                         FaultRule::atExchange(i + 2, Fault::staleRequestId())});
                 runOnce({FaultRule::atExchange(i, fault), FaultRule::atExchange(i + 4, fault)});
             }
         }
         if (HasFailure()) break;  // one operation's report is enough to read
     }
-    std::printf("fault campaign: %llu runs, %llu faults injected\n", static_cast<unsigned long long>(runs),
-                static_cast<unsigned long long>(injected));
+    std::printf("fault campaign: %llu runs, %llu faults injected\n",
+                static_cast<unsigned long long>(runs), static_cast<unsigned long long>(injected));
     EXPECT_GE(injected, 10000u);
 }

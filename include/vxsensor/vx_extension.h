@@ -96,8 +96,7 @@ VX_EXT_API void vx_device_update_firmware_ext(vx_device_t* device, const char* p
                                               void* user_data, vx_error** error);
 /* The same from an image in memory (copied before use). */
 VX_EXT_API void vx_device_update_firmware_from_raw_data_ext(vx_device_t* device,
-                                                            const uint8_t* data,
-                                                            uint32_t data_size,
+                                                            const uint8_t* data, uint32_t data_size,
                                                             vx_device_upgrade_callback cb,
                                                             bool async, void* user_data,
                                                             vx_error** error);

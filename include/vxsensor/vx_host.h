@@ -22,13 +22,13 @@ typedef struct vx_error vx_error;
 
 /* Progress of a data transfer (flash, raw data). */
 typedef enum VXDataTranState {
-    VX_DATA_TRAN_STATE_TRANSFERRING = 0,  /* one chunk transferred */
-    VX_DATA_TRAN_STATE_VERIFYING = 1,     /* one chunk read back and found equal */
-    VX_DATA_TRAN_STATE_DONE = 2,          /* the whole transfer is done */
-    VX_DATA_TRAN_STATE_VERIFY_DONE = 4,   /* read-back verification passed */
-    VX_DATA_TRAN_STATE_FAILED = -3,       /* a request failed; the transfer stopped */
-    VX_DATA_TRAN_STATE_VERIFY_FAILED = -4,/* read-back verification failed */
-    VX_DATA_TRAN_STATE_NONE = -5          /* never reported: "no state seen yet" */
+    VX_DATA_TRAN_STATE_TRANSFERRING = 0,   /* one chunk transferred */
+    VX_DATA_TRAN_STATE_VERIFYING = 1,      /* one chunk read back and found equal */
+    VX_DATA_TRAN_STATE_DONE = 2,           /* the whole transfer is done */
+    VX_DATA_TRAN_STATE_VERIFY_DONE = 4,    /* read-back verification passed */
+    VX_DATA_TRAN_STATE_FAILED = -3,        /* a request failed; the transfer stopped */
+    VX_DATA_TRAN_STATE_VERIFY_FAILED = -4, /* read-back verification failed */
+    VX_DATA_TRAN_STATE_NONE = -5           /* never reported: "no state seen yet" */
 } VXDataTranState;
 
 /* Progress of a firmware or preset update, reported with a message and a percentage. */
@@ -38,8 +38,8 @@ typedef enum VXUpgradeState {
     VX_UPGRADE_STATE_VERIFY_DONE = 5,
     VX_UPGRADE_STATE_TRANSFERRING = 4,
     VX_UPGRADE_STATE_DONE = 3,
-    VX_UPGRADE_STATE_DEVICE_INSTALLING = 2,    /* a device-side install has started */
-    VX_UPGRADE_STATE_READY = 1,                /* a preset update is about to start */
+    VX_UPGRADE_STATE_DEVICE_INSTALLING = 2, /* a device-side install has started */
+    VX_UPGRADE_STATE_READY = 1,             /* a preset update is about to start */
     VX_UPGRADE_STATE_VERIFYING = 0,
     VX_UPGRADE_STATE_VERIFY_FAILED = -1,
     VX_UPGRADE_STATE_DEVICE_FAILED = -2,
@@ -68,9 +68,9 @@ typedef enum VXLogSeverity {
 /* One piece of data handed to a read callback. `data` is valid only during the callback. */
 typedef struct VXDataChunk {
     uint8_t* data;
-    uint32_t size;          /* bytes at data */
-    uint32_t offset;        /* offset of this chunk within the transfer */
-    uint32_t fullDataSize;  /* total length of the transfer */
+    uint32_t size;         /* bytes at data */
+    uint32_t offset;       /* offset of this chunk within the transfer */
+    uint32_t fullDataSize; /* total length of the transfer */
 } VXDataChunk;
 
 typedef union VXPropertyValue {
@@ -106,8 +106,8 @@ void vx_device_get_structured_data(vx_device_t* device, uint32_t property_id, ui
 const char* vx_device_get_extension_info(vx_device_t* device, const char* info_key,
                                          vx_error** error);
 
-vx_error* vx_create_error(int status, const char* message, const char* function,
-                          const char* args, int exception_type);
+vx_error* vx_create_error(int status, const char* message, const char* function, const char* args,
+                          int exception_type);
 const char* vx_error_get_message(const vx_error* error);
 const char* vx_error_get_function(const vx_error* error);
 void vx_delete_error(vx_error* error);

@@ -23,17 +23,28 @@ void putLe16At(std::vector<uint8_t>& bytes, size_t offset, uint16_t value) {
 
 const char* faultKindName(FaultKind kind) {
     switch (kind) {
-    case FaultKind::TransportError: return "transport error";
-    case FaultKind::StaleRequestId: return "stale request id";
-    case FaultKind::Busy: return "busy";
-    case FaultKind::DeviceError: return "device error";
-    case FaultKind::DeviceWarning: return "device warning";
-    case FaultKind::BadMagic: return "bad magic";
-    case FaultKind::Truncate: return "truncated response";
-    case FaultKind::OverlongBody: return "over-long response";
-    case FaultKind::OverlongLength: return "over-long received length";
-    case FaultKind::BitFlip: return "bit flip";
-    case FaultKind::Disappear: return "device gone";
+        case FaultKind::TransportError:
+            return "transport error";
+        case FaultKind::StaleRequestId:
+            return "stale request id";
+        case FaultKind::Busy:
+            return "busy";
+        case FaultKind::DeviceError:
+            return "device error";
+        case FaultKind::DeviceWarning:
+            return "device warning";
+        case FaultKind::BadMagic:
+            return "bad magic";
+        case FaultKind::Truncate:
+            return "truncated response";
+        case FaultKind::OverlongBody:
+            return "over-long response";
+        case FaultKind::OverlongLength:
+            return "over-long received length";
+        case FaultKind::BitFlip:
+            return "bit flip";
+        case FaultKind::Disappear:
+            return "device gone";
     }
     return "?";
 }
@@ -77,22 +88,21 @@ uint64_t FaultPlan::injected() const {
 const FaultRule* FaultPlan::match(uint64_t index, int opcode, uint64_t opcodeIndex) const {
     for (const FaultRule& rule : rules_) {
         switch (rule.match) {
-        case FaultRule::Match::NthExchange:
-            if (rule.n == index) return &rule;
-            break;
-        case FaultRule::Match::EveryOfOpcode:
-            if (rule.opcode == opcode) return &rule;
-            break;
-        case FaultRule::Match::NthOfOpcode:
-            if (rule.opcode == opcode && rule.n == opcodeIndex) return &rule;
-            break;
+            case FaultRule::Match::NthExchange:
+                if (rule.n == index) return &rule;
+                break;
+            case FaultRule::Match::EveryOfOpcode:
+                if (rule.opcode == opcode) return &rule;
+                break;
+            case FaultRule::Match::NthOfOpcode:
+                if (rule.opcode == opcode && rule.n == opcodeIndex) return &rule;
+                break;
         }
     }
     return nullptr;
 }
 
-Reply FaultPlan::apply(const std::vector<uint8_t>& request, uint32_t capacity,
-                       Responder& device) {
+Reply FaultPlan::apply(const std::vector<uint8_t>& request, uint32_t capacity, Responder& device) {
     const uint64_t index = exchanges_++;
     int opcode = -1;
     uint64_t opcodeIndex = 0;
@@ -125,18 +135,19 @@ Reply FaultPlan::apply(const std::vector<uint8_t>& request, uint32_t capacity,
         return reply;
     };
     switch (fault.kind) {
-    case FaultKind::TransportError:
-        count(fault.kind);
-        return Reply::transportFailure("injected transport error");
-    case FaultKind::Disappear:
-        count(fault.kind);
-        gone_ = true;
-        return Reply::transportFailure("device disconnected");
-    case FaultKind::Busy:
-    case FaultKind::DeviceError:
-        count(fault.kind);
-        return answer(static_cast<uint16_t>(fault.value));
-    default: break;
+        case FaultKind::TransportError:
+            count(fault.kind);
+            return Reply::transportFailure("injected transport error");
+        case FaultKind::Disappear:
+            count(fault.kind);
+            gone_ = true;
+            return Reply::transportFailure("device disconnected");
+        case FaultKind::Busy:
+        case FaultKind::DeviceError:
+            count(fault.kind);
+            return answer(static_cast<uint16_t>(fault.value));
+        default:
+            break;
     }
 
     // The rest spoil the answer of a request the device did execute.
@@ -144,36 +155,38 @@ Reply FaultPlan::apply(const std::vector<uint8_t>& request, uint32_t capacity,
     if (reply.transportError || reply.hostThrows) return reply;
     std::vector<uint8_t>& bytes = reply.bytes;
     switch (fault.kind) {
-    case FaultKind::StaleRequestId:
-        if (bytes.size() < 8) return reply;
-        putLe16At(bytes, 6, staleId);
-        break;
-    case FaultKind::DeviceWarning:
-        if (bytes.size() < kDataOffset) return reply;
-        putLe16At(bytes, kStatusOffset, static_cast<uint16_t>(fault.value));
-        break;
-    case FaultKind::BadMagic:
-        if (bytes.size() < 2) return reply;
-        bytes[0] = 'X';
-        bytes[1] = 'X';
-        break;
-    case FaultKind::Truncate:
-        if (bytes.size() <= fault.value) return reply;
-        bytes.resize(fault.value);
-        break;
-    case FaultKind::OverlongBody:
-        bytes.insert(bytes.end(), fault.value, uint8_t{0xEE});
-        break;
-    case FaultKind::OverlongLength:
-        reply.reportedLength = capacity + fault.value;
-        break;
-    case FaultKind::BitFlip: {
-        if (bytes.size() <= kDataOffset) return reply;
-        const uint64_t bit = fault.value % ((bytes.size() - kDataOffset) * 8);
-        bytes[kDataOffset + static_cast<size_t>(bit / 8)] ^= static_cast<uint8_t>(1u << (bit % 8));
-        break;
-    }
-    default: break;
+        case FaultKind::StaleRequestId:
+            if (bytes.size() < 8) return reply;
+            putLe16At(bytes, 6, staleId);
+            break;
+        case FaultKind::DeviceWarning:
+            if (bytes.size() < kDataOffset) return reply;
+            putLe16At(bytes, kStatusOffset, static_cast<uint16_t>(fault.value));
+            break;
+        case FaultKind::BadMagic:
+            if (bytes.size() < 2) return reply;
+            bytes[0] = 'X';
+            bytes[1] = 'X';
+            break;
+        case FaultKind::Truncate:
+            if (bytes.size() <= fault.value) return reply;
+            bytes.resize(fault.value);
+            break;
+        case FaultKind::OverlongBody:
+            bytes.insert(bytes.end(), fault.value, uint8_t{0xEE});
+            break;
+        case FaultKind::OverlongLength:
+            reply.reportedLength = capacity + fault.value;
+            break;
+        case FaultKind::BitFlip: {
+            if (bytes.size() <= kDataOffset) return reply;
+            const uint64_t bit = fault.value % ((bytes.size() - kDataOffset) * 8);
+            bytes[kDataOffset + static_cast<size_t>(bit / 8)] ^=
+                static_cast<uint8_t>(1u << (bit % 8));
+            break;
+        }
+        default:
+            break;
     }
     count(fault.kind);
     return reply;

@@ -12,12 +12,18 @@ size_t indexOf(HostCall call) {
 
 const char* severityName(VXLogSeverity severity) {
     switch (severity) {
-    case VX_LOG_SEVERITY_DEBUG: return "DEBUG";
-    case VX_LOG_SEVERITY_INFO: return "INFO";
-    case VX_LOG_SEVERITY_WARN: return "WARN";
-    case VX_LOG_SEVERITY_ERROR: return "ERROR";
-    case VX_LOG_SEVERITY_FATAL: return "FATAL";
-    case VX_LOG_SEVERITY_OFF: return "OFF";
+        case VX_LOG_SEVERITY_DEBUG:
+            return "DEBUG";
+        case VX_LOG_SEVERITY_INFO:
+            return "INFO";
+        case VX_LOG_SEVERITY_WARN:
+            return "WARN";
+        case VX_LOG_SEVERITY_ERROR:
+            return "ERROR";
+        case VX_LOG_SEVERITY_FATAL:
+            return "FATAL";
+        case VX_LOG_SEVERITY_OFF:
+            return "OFF";
     }
     return "?";
 }
@@ -26,16 +32,26 @@ const char* severityName(VXLogSeverity severity) {
 
 const char* hostCallName(HostCall call) {
     switch (call) {
-    case HostCall::GetDeviceInfo: return "vx_device_get_device_info";
-    case HostCall::InfoGetVid: return "vx_device_info_get_vid";
-    case HostCall::InfoGetPid: return "vx_device_info_get_pid";
-    case HostCall::InfoGetConnectionType: return "vx_device_info_get_connection_type";
-    case HostCall::InfoGetFirmwareVersion: return "vx_device_info_get_firmware_version";
-    case HostCall::DeleteDeviceInfo: return "vx_delete_device_info";
-    case HostCall::SendAndReceive: return "vx_device_send_and_receive_data";
-    case HostCall::GetStructuredData: return "vx_device_get_structured_data";
-    case HostCall::GetExtensionInfo: return "vx_device_get_extension_info";
-    case HostCall::LogExternalMessage: return "vx_log_external_message";
+        case HostCall::GetDeviceInfo:
+            return "vx_device_get_device_info";
+        case HostCall::InfoGetVid:
+            return "vx_device_info_get_vid";
+        case HostCall::InfoGetPid:
+            return "vx_device_info_get_pid";
+        case HostCall::InfoGetConnectionType:
+            return "vx_device_info_get_connection_type";
+        case HostCall::InfoGetFirmwareVersion:
+            return "vx_device_info_get_firmware_version";
+        case HostCall::DeleteDeviceInfo:
+            return "vx_delete_device_info";
+        case HostCall::SendAndReceive:
+            return "vx_device_send_and_receive_data";
+        case HostCall::GetStructuredData:
+            return "vx_device_get_structured_data";
+        case HostCall::GetExtensionInfo:
+            return "vx_device_get_extension_info";
+        case HostCall::LogExternalMessage:
+            return "vx_log_external_message";
     }
     return "unknown host call";
 }

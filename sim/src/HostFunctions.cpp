@@ -130,8 +130,8 @@ void vx_device_send_and_receive_data(vx_device_t* device, const uint8_t* send_da
 
     if (const Failure* failure = Host::instance().enter(HostCall::SendAndReceive)) {
         const Failure injected = *failure;
-        return failExchange(emulated, std::move(exchange), injected.message,
-                            injected.throwInstead, error);
+        return failExchange(emulated, std::move(exchange), injected.message, injected.throwInstead,
+                            error);
     }
     if (emulated == nullptr) {
         return report(error, "Invalid device handle",
@@ -192,8 +192,8 @@ const char* vx_device_get_extension_info(vx_device_t* device, const char* info_k
     return emulated->extensionInfoText().c_str();
 }
 
-vx_error* vx_create_error(int status, const char* message, const char* function,
-                          const char* args, int exception_type) {
+vx_error* vx_create_error(int status, const char* message, const char* function, const char* args,
+                          int exception_type) {
     auto* error =
         new vx_error{status, orEmpty(message), orEmpty(function), orEmpty(args), exception_type};
     Host::instance().objectCreated(true);
@@ -215,12 +215,10 @@ void vx_delete_error(vx_error* error) {
 }
 
 void vx_log_external_message(VXLogSeverity severity, const char* module, const char* message,
-                             const char* file, const char* function, int line,
-                             vx_error** error) {
+                             const char* file, const char* function, int line, vx_error** error) {
     if (!admit(HostCall::LogExternalMessage, error)) return;
-    Host::instance().addLogLine(
-        vxsim::LogLine{severity, orEmpty(module), orEmpty(message), orEmpty(file),
-                       orEmpty(function), line});
+    Host::instance().addLogLine(vxsim::LogLine{severity, orEmpty(module), orEmpty(message),
+                                               orEmpty(file), orEmpty(function), line});
 }
 
 }  // extern "C"

@@ -107,8 +107,8 @@ void appendRecord(std::vector<uint8_t>& out, uint16_t group, const ModelInfo& in
 
 GroupRecords collectGroups(const std::vector<const ModelInfo*>& models) {
     GroupRecords groups;
-    for (const uint16_t group : {kGroupL840Series, kGroupL845Se, kGroupKovraA,
-                                 kGroupL840AndKovraA, kGroupProductNames, kGroupL945Se}) {
+    for (const uint16_t group : {kGroupL840Series, kGroupL845Se, kGroupKovraA, kGroupL840AndKovraA,
+                                 kGroupProductNames, kGroupL945Se}) {
         std::vector<uint8_t> records;
         for (const ModelInfo* info : models) {
             const auto& g = info->deviceGroups;
@@ -151,9 +151,10 @@ size_t parseSize(const std::string& description, const std::string& text) {
         const char* text;
         size_t factor;
     };
-    static const Suffix suffixes[] = {
-        {"kib", size_t{1} << 10}, {"mib", size_t{1} << 20}, {"k", size_t{1} << 10},
-        {"m", size_t{1} << 20}};
+    static const Suffix suffixes[] = {{"kib", size_t{1} << 10},
+                                      {"mib", size_t{1} << 20},
+                                      {"k", size_t{1} << 10},
+                                      {"m", size_t{1} << 20}};
     const bool isHex = lower.compare(0, 2, "0x") == 0;
     for (const Suffix& suffix : suffixes) {
         const std::string s = suffix.text;

@@ -59,11 +59,20 @@ TraceSummary summarizeExchanges(const Device& device) {
         if (exchange.request.size() >= 6) ++summary.perOpcode[wire::le16(&exchange.request[4])];
         uint16_t status = 0;
         switch (outcomeOf(exchange, status)) {
-        case Outcome::Transport: ++summary.transportErrors; break;
-        case Outcome::Malformed: ++summary.malformed; break;
-        case Outcome::Error: ++summary.deviceErrors; break;
-        case Outcome::Warning: ++summary.warnings; break;
-        case Outcome::Ok: break;
+            case Outcome::Transport:
+                ++summary.transportErrors;
+                break;
+            case Outcome::Malformed:
+                ++summary.malformed;
+                break;
+            case Outcome::Error:
+                ++summary.deviceErrors;
+                break;
+            case Outcome::Warning:
+                ++summary.warnings;
+                break;
+            case Outcome::Ok:
+                break;
         }
     }
     return summary;
@@ -81,11 +90,14 @@ std::string dumpExchanges(const Device& device) {
         uint16_t status = 0;
         const Outcome outcome = outcomeOf(exchange, status);
         const bool failed = outcome == Outcome::Transport;
-        out += format("resp=%-6s ",
-                      failed ? "-" : std::to_string(exchange.response.size()).c_str());
-        if (failed) out += "transport error\n";
-        else if (outcome == Outcome::Malformed) out += "malformed\n";
-        else out += format("status=0x%04X\n", static_cast<unsigned>(status));
+        out +=
+            format("resp=%-6s ", failed ? "-" : std::to_string(exchange.response.size()).c_str());
+        if (failed)
+            out += "transport error\n";
+        else if (outcome == Outcome::Malformed)
+            out += "malformed\n";
+        else
+            out += format("status=0x%04X\n", static_cast<unsigned>(status));
     }
 
     const TraceSummary s = summarizeExchanges(device);
@@ -97,9 +109,9 @@ std::string dumpExchanges(const Device& device) {
     if (s.malformed > 0) {
         out += format(", %llu malformed", static_cast<unsigned long long>(s.malformed));
     }
-    out += format("; sent %llu bytes, received %llu\n",
-                  static_cast<unsigned long long>(s.bytesSent),
-                  static_cast<unsigned long long>(s.bytesReceived));
+    out +=
+        format("; sent %llu bytes, received %llu\n", static_cast<unsigned long long>(s.bytesSent),
+               static_cast<unsigned long long>(s.bytesReceived));
     std::string counts;
     for (const auto& [opcode, n] : s.perOpcode) {
         if (!counts.empty()) counts += ", ";

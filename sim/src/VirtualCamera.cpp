@@ -105,24 +105,33 @@ Reply VirtualCamera::refuse(const Request& request, CameraStatus status, const s
 
 Reply VirtualCamera::serve(const Request& request, uint32_t capacity) {
     switch (request.opcode) {
-    case wire::GetProperty: return getProperty(request);
-    case wire::SetProperty: return setPropertyRequest(request);
-    case wire::GetStructureData: return getStructure(request);
-    case wire::HeartbeatAndState:
-        return wire::okReply(request, std::vector<uint8_t>(heartbeat_.begin(), heartbeat_.end()));
-    case wire::EraseFlash: return eraseFlash(request);
-    case wire::WriteFlash: return writeFlash(request);
-    case wire::FinishWriteFlash: return finishWriteFlash(request);
-    case wire::ReadFlash: return readFlash(request, capacity);
-    case wire::GetReadDataSize:
-    case wire::ReadData:
-    case wire::FinishReadData:
-    case wire::StartWriteData:
-    case wire::WriteData:
-    case wire::FinishWriteData: return rawDataRequest(request, capacity);
-    default:
-        return refuse(request, CameraStatus::Unsupported,
-                      "unsupported opcode " + std::to_string(request.opcode));
+        case wire::GetProperty:
+            return getProperty(request);
+        case wire::SetProperty:
+            return setPropertyRequest(request);
+        case wire::GetStructureData:
+            return getStructure(request);
+        case wire::HeartbeatAndState:
+            return wire::okReply(request,
+                                 std::vector<uint8_t>(heartbeat_.begin(), heartbeat_.end()));
+        case wire::EraseFlash:
+            return eraseFlash(request);
+        case wire::WriteFlash:
+            return writeFlash(request);
+        case wire::FinishWriteFlash:
+            return finishWriteFlash(request);
+        case wire::ReadFlash:
+            return readFlash(request, capacity);
+        case wire::GetReadDataSize:
+        case wire::ReadData:
+        case wire::FinishReadData:
+        case wire::StartWriteData:
+        case wire::WriteData:
+        case wire::FinishWriteData:
+            return rawDataRequest(request, capacity);
+        default:
+            return refuse(request, CameraStatus::Unsupported,
+                          "unsupported opcode " + std::to_string(request.opcode));
     }
 }
 
@@ -135,8 +144,10 @@ std::optional<int32_t> VirtualCamera::property(uint32_t id) const {
 }
 
 void VirtualCamera::setPropertyHook(uint32_t id, PropertyHook hook) {
-    if (hook) propertyHooks_[id] = std::move(hook);
-    else propertyHooks_.erase(id);
+    if (hook)
+        propertyHooks_[id] = std::move(hook);
+    else
+        propertyHooks_.erase(id);
 }
 
 Reply VirtualCamera::getProperty(const Request& request) {
@@ -306,7 +317,7 @@ void VirtualCamera::setRawDataHook(uint32_t id, RawDataHook hook) {
 Reply VirtualCamera::rawDataRequest(const Request& request, uint32_t capacity) {
     static constexpr size_t kMinPayload[] = {
         /*GET_READ_DATA_SIZE*/ 4, /*READ_DATA*/ 12, /*FINISH_READ_DATA*/ 4,
-        /*START_WRITE_DATA*/ 8,   /*WRITE_DATA*/ 8,  /*FINISH_WRITE_DATA*/ 4};
+        /*START_WRITE_DATA*/ 8,   /*WRITE_DATA*/ 8, /*FINISH_WRITE_DATA*/ 4};
     const size_t size = request.payload.size();
     if (size < kMinPayload[static_cast<size_t>(request.opcode - wire::GetReadDataSize)]) {
         return refuse(request, CameraStatus::BadRequest, "short");
@@ -319,53 +330,54 @@ Reply VirtualCamera::rawDataRequest(const Request& request, uint32_t capacity) {
     RawDataObject& object = found->second;
 
     switch (request.opcode) {
-    case wire::GetReadDataSize: {
-        std::vector<uint8_t> data;
-        wire::putLe32(data, static_cast<uint32_t>(object.content.size()));
-        return wire::okReply(request, data);
-    }
-    case wire::ReadData: {
-        const size_t offset = std::min<size_t>(request.u32(4), object.content.size());
-        size_t count = std::min<size_t>(request.u32(8), object.content.size() - offset);
-        // An odd count travels with a padding byte; both must fit.
-        if (kHeader + count + (count & 1u) > capacity) {
-            count = capacity > kHeader ? (capacity - kHeader) & ~size_t{1} : 0;
+        case wire::GetReadDataSize: {
+            std::vector<uint8_t> data;
+            wire::putLe32(data, static_cast<uint32_t>(object.content.size()));
+            return wire::okReply(request, data);
         }
-        const auto begin = object.content.begin() + static_cast<std::ptrdiff_t>(offset);
-        return wire::okReply(
-            request, std::vector<uint8_t>(begin, begin + static_cast<std::ptrdiff_t>(count)));
-    }
-    case wire::FinishReadData: return wire::okReply(request);
-    case wire::StartWriteData: {
-        const uint32_t total = request.u32(4);
-        if (total > object.capacity) {
-            return refuse(request, CameraStatus::TooLarge,
-                          "raw data larger than " + std::to_string(object.capacity));
+        case wire::ReadData: {
+            const size_t offset = std::min<size_t>(request.u32(4), object.content.size());
+            size_t count = std::min<size_t>(request.u32(8), object.content.size() - offset);
+            // An odd count travels with a padding byte; both must fit.
+            if (kHeader + count + (count & 1u) > capacity) {
+                count = capacity > kHeader ? (capacity - kHeader) & ~size_t{1} : 0;
+            }
+            const auto begin = object.content.begin() + static_cast<std::ptrdiff_t>(offset);
+            return wire::okReply(
+                request, std::vector<uint8_t>(begin, begin + static_cast<std::ptrdiff_t>(count)));
         }
-        object.pending.emplace(total, uint8_t{0});
-        return wire::okReply(request);
-    }
-    case wire::WriteData: {
-        if (!object.pending) return refuse(request, CameraStatus::OutOfSequence, "not started");
-        const uint32_t offset = request.u32(4);
-        const size_t count = size - 8;
-        if (!rangeOk(offset, count, object.pending->size())) {
-            return refuse(request, CameraStatus::OutOfRange, "write outside the raw data");
+        case wire::FinishReadData:
+            return wire::okReply(request);
+        case wire::StartWriteData: {
+            const uint32_t total = request.u32(4);
+            if (total > object.capacity) {
+                return refuse(request, CameraStatus::TooLarge,
+                              "raw data larger than " + std::to_string(object.capacity));
+            }
+            object.pending.emplace(total, uint8_t{0});
+            return wire::okReply(request);
         }
-        std::copy(request.payload.begin() + 8, request.payload.end(),
-                  object.pending->begin() + static_cast<std::ptrdiff_t>(offset));
-        return wire::okReply(request);
-    }
-    default: {  // FINISH_WRITE_DATA
-        if (!object.pending) return refuse(request, CameraStatus::OutOfSequence, "not started");
-        object.content = std::move(*object.pending);
-        object.pending.reset();
-        ++counters_.rawDataWritesFinished;
-        // A copy: the hook may replace or remove the object it is called for.
-        const RawDataHook hook = object.hook;
-        const uint16_t status = hook ? hook(id, object.content) : 0;
-        return wire::statusReply(request, status);
-    }
+        case wire::WriteData: {
+            if (!object.pending) return refuse(request, CameraStatus::OutOfSequence, "not started");
+            const uint32_t offset = request.u32(4);
+            const size_t count = size - 8;
+            if (!rangeOk(offset, count, object.pending->size())) {
+                return refuse(request, CameraStatus::OutOfRange, "write outside the raw data");
+            }
+            std::copy(request.payload.begin() + 8, request.payload.end(),
+                      object.pending->begin() + static_cast<std::ptrdiff_t>(offset));
+            return wire::okReply(request);
+        }
+        default: {  // FINISH_WRITE_DATA
+            if (!object.pending) return refuse(request, CameraStatus::OutOfSequence, "not started");
+            object.content = std::move(*object.pending);
+            object.pending.reset();
+            ++counters_.rawDataWritesFinished;
+            // A copy: the hook may replace or remove the object it is called for.
+            const RawDataHook hook = object.hook;
+            const uint16_t status = hook ? hook(id, object.content) : 0;
+            return wire::statusReply(request, status);
+        }
     }
 }
 

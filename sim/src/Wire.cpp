@@ -6,28 +6,50 @@ namespace vxsim::wire {
 
 const char* opcodeName(uint16_t opcode) {
     switch (opcode) {
-    case GetProperty: return "GET_PROPERTY";
-    case SetProperty: return "SET_PROPERTY";
-    case GetStructureData: return "GET_STRUCTURE_DATA";
-    case SetStructureData: return "SET_STRUCTURE_DATA";
-    case HeartbeatAndState: return "HEARTBEAT_AND_STATE";
-    case EraseFlash: return "ERASE_FLASH";
-    case WriteFlash: return "WRITE_FLASH";
-    case FinishWriteFlash: return "FINISH_WRITE_FLASH";
-    case GetReadDataSize: return "GET_READ_DATA_SIZE";
-    case ReadData: return "READ_DATA";
-    case FinishReadData: return "FINISH_READ_DATA";
-    case StartWriteData: return "START_WRITE_DATA";
-    case WriteData: return "WRITE_DATA";
-    case FinishWriteData: return "FINISH_WRITE_DATA";
-    case ReadFlash: return "READ_FLASH";
-    case GetCmdVersion: return "GET_CMD_VERSION";
-    case GetStructureDataV1_1: return "GET_STRUCTURE_DATA_V1_1";
-    case SetStructureDataV1_1: return "SET_STRUCTURE_DATA_V1_1";
-    case StartGetStructureDataList: return "START_GET_STRUCTURE_DATA_LIST";
-    case GetStructureDataList: return "GET_STRUCTURE_DATA_LIST";
-    case FinishGetStructureDataList: return "FINISH_GET_STRUCTURE_DATA_LIST";
-    default: return "UNKNOWN";
+        case GetProperty:
+            return "GET_PROPERTY";
+        case SetProperty:
+            return "SET_PROPERTY";
+        case GetStructureData:
+            return "GET_STRUCTURE_DATA";
+        case SetStructureData:
+            return "SET_STRUCTURE_DATA";
+        case HeartbeatAndState:
+            return "HEARTBEAT_AND_STATE";
+        case EraseFlash:
+            return "ERASE_FLASH";
+        case WriteFlash:
+            return "WRITE_FLASH";
+        case FinishWriteFlash:
+            return "FINISH_WRITE_FLASH";
+        case GetReadDataSize:
+            return "GET_READ_DATA_SIZE";
+        case ReadData:
+            return "READ_DATA";
+        case FinishReadData:
+            return "FINISH_READ_DATA";
+        case StartWriteData:
+            return "START_WRITE_DATA";
+        case WriteData:
+            return "WRITE_DATA";
+        case FinishWriteData:
+            return "FINISH_WRITE_DATA";
+        case ReadFlash:
+            return "READ_FLASH";
+        case GetCmdVersion:
+            return "GET_CMD_VERSION";
+        case GetStructureDataV1_1:
+            return "GET_STRUCTURE_DATA_V1_1";
+        case SetStructureDataV1_1:
+            return "SET_STRUCTURE_DATA_V1_1";
+        case StartGetStructureDataList:
+            return "START_GET_STRUCTURE_DATA_LIST";
+        case GetStructureDataList:
+            return "GET_STRUCTURE_DATA_LIST";
+        case FinishGetStructureDataList:
+            return "FINISH_GET_STRUCTURE_DATA_LIST";
+        default:
+            return "UNKNOWN";
     }
 }
 

@@ -16,8 +16,10 @@ struct source_code_loc {
     const char* function;
 };
 
-#define VX_SOURCE_LOC \
-    ::libvxsensor::source_code_loc { __FILE__, __LINE__, __func__ }
+#define VX_SOURCE_LOC                \
+    ::libvxsensor::source_code_loc { \
+        __FILE__, __LINE__, __func__ \
+    }
 
 inline constexpr const char* kLogModule = "SDKExt";
 

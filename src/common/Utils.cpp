@@ -14,7 +14,9 @@
 namespace libvxsensor {
 
 namespace {
-const char* orEmpty(const char* text) { return text != nullptr ? text : ""; }
+const char* orEmpty(const char* text) {
+    return text != nullptr ? text : "";
+}
 }  // namespace
 
 void check_vx_error(vx_error** error) {

@@ -18,13 +18,20 @@ constexpr const char* kWriteFailed = "Custom Data write failed!";
 // The read path reuses the write wording ("writing", "write done"); it always has.
 const char* messageFor(VXDataTranState state, const char* transferFailed) {
     switch (state) {
-        case VX_DATA_TRAN_STATE_TRANSFERRING: return "Custom Data writing!";
-        case VX_DATA_TRAN_STATE_VERIFYING: return "Data verifying!";
-        case VX_DATA_TRAN_STATE_DONE: return "Custom Data write done!";
-        case VX_DATA_TRAN_STATE_VERIFY_DONE: return "Data verify done!";
-        case VX_DATA_TRAN_STATE_FAILED: return transferFailed;
-        case VX_DATA_TRAN_STATE_VERIFY_FAILED: return "Data verify failed!";
-        default: return kWriteFailed;
+        case VX_DATA_TRAN_STATE_TRANSFERRING:
+            return "Custom Data writing!";
+        case VX_DATA_TRAN_STATE_VERIFYING:
+            return "Data verifying!";
+        case VX_DATA_TRAN_STATE_DONE:
+            return "Custom Data write done!";
+        case VX_DATA_TRAN_STATE_VERIFY_DONE:
+            return "Data verify done!";
+        case VX_DATA_TRAN_STATE_FAILED:
+            return transferFailed;
+        case VX_DATA_TRAN_STATE_VERIFY_FAILED:
+            return "Data verify failed!";
+        default:
+            return kWriteFailed;
     }
 }
 
@@ -92,7 +99,8 @@ void readCustomerDataArea(vx_device_t* device, void* data, uint32_t* size, uint3
     const uint32_t capacity = size != nullptr && *size != 0 ? *size : familyArea;
     if ((capacity != 0 && collected.size() > capacity) || (data == nullptr && !collected.empty())) {
         throw std::runtime_error("The customer data (" + std::to_string(collected.size()) +
-                                 " bytes) do not fit the buffer (" + std::to_string(capacity) + " bytes)");
+                                 " bytes) do not fit the buffer (" + std::to_string(capacity) +
+                                 " bytes)");
     }
     if (!collected.empty()) {
         std::memcpy(data, collected.data(), collected.size());

@@ -8,9 +8,11 @@
 
 namespace libvxsensor {
 
-void L840CustomDataAccessor::writeCustomerData(vx_device_t* device, const void* data, uint32_t size) {
+void L840CustomDataAccessor::writeCustomerData(vx_device_t* device, const void* data,
+                                               uint32_t size) {
     if (size > 128) {
-        throw unsupported_device_exception_ext("The length of the written data is greater than 128 bytes!");
+        throw unsupported_device_exception_ext(
+            "The length of the written data is greater than 128 bytes!");
     }
     if (getFirmwareVersionInt(DeviceInfo(device).firmwareVersion()) < 10716) {
         throw unsupported_operation_exception_ext(

@@ -5,7 +5,8 @@
 
 namespace libvxsensor {
 
-void L945SeCustomeDataAccessor::writeCustomerData(vx_device_t* device, const void* data, uint32_t size) {
+void L945SeCustomeDataAccessor::writeCustomerData(vx_device_t* device, const void* data,
+                                                  uint32_t size) {
     writeCustomerDataArea(device, data, size, "Custom Data write failed!");
 }
 

@@ -6,9 +6,11 @@
 
 namespace libvxsensor {
 
-void OpenNICustomeDataAccessor::writeCustomerData(vx_device_t* device, const void* data, uint32_t size) {
+void OpenNICustomeDataAccessor::writeCustomerData(vx_device_t* device, const void* data,
+                                                  uint32_t size) {
     if (size > 32) {
-        throw unsupported_device_exception_ext("The length of the written data is greater than 32.");
+        throw unsupported_device_exception_ext(
+            "The length of the written data is greater than 32.");
     }
     writeCustomerDataArea(device, data, size, "Custom Data write failed!");
 }

@@ -57,8 +57,9 @@ Family familyOf(vx_device_t* device, uint16_t vid, uint16_t pid) {
 
 [[noreturn]] void refuse(uint16_t vid, uint16_t pid) {
     // No blank after "vid:", one after "pid:": the message is matched by existing tools.
-    throw unsupported_device_exception_ext("Failed to create FirmwareUpdater! Unsupported device, vid:" +
-                                           std::to_string(vid) + " pid: " + std::to_string(pid));
+    throw unsupported_device_exception_ext(
+        "Failed to create FirmwareUpdater! Unsupported device, vid:" + std::to_string(vid) +
+        " pid: " + std::to_string(pid));
 }
 
 }  // namespace

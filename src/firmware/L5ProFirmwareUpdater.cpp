@@ -106,14 +106,17 @@ public:
     void onTransfer(VXDataTranState s, uint8_t percent) {
         switch (s) {
             case VX_DATA_TRAN_STATE_TRANSFERRING:
-                return progress(VX_UPGRADE_STATE_TRANSFERRING, "Firmware data transferring!", percent);
+                return progress(VX_UPGRADE_STATE_TRANSFERRING, "Firmware data transferring!",
+                                percent);
             case VX_DATA_TRAN_STATE_VERIFYING:
                 return progress(VX_UPGRADE_STATE_VERIFYING, "Firmware data verifying!", percent);
             case VX_DATA_TRAN_STATE_DONE:
                 // Not "done": the camera still has to install the image.
-                return progress(VX_UPGRADE_STATE_TRANSFERRING, "Firmware data transfer done!", percent);
+                return progress(VX_UPGRADE_STATE_TRANSFERRING, "Firmware data transfer done!",
+                                percent);
             case VX_DATA_TRAN_STATE_VERIFY_DONE:
-                return progress(VX_UPGRADE_STATE_VERIFY_DONE, "Firmware data verify done!", percent);
+                return progress(VX_UPGRADE_STATE_VERIFY_DONE, "Firmware data verify done!",
+                                percent);
             case VX_DATA_TRAN_STATE_FAILED:
                 return fail(VX_UPGRADE_STATE_TRANSFER_FAILED, "Firmware data transfer failed!");
             case VX_DATA_TRAN_STATE_VERIFY_FAILED:

@@ -29,7 +29,9 @@ std::string fieldText(const uint8_t* field, size_t size) {
     return std::string(field, end);
 }
 
-[[noreturn]] void fail(const char* message) { throw mismatch_firmware_exception_ext(message); }
+[[noreturn]] void fail(const char* message) {
+    throw mismatch_firmware_exception_ext(message);
+}
 
 // The checksum is the byte sum of the data, mod 2^32.
 void checkSum(ByteView data, uint32_t expected) {
@@ -44,23 +46,37 @@ void checkSum(ByteView data, uint32_t expected) {
 
 }  // namespace
 
-uint32_t L840FirmwareFileHeader::headerSize() const { return readLe32(&raw[kL840OffHeaderSize]); }
-uint32_t L840FirmwareFileHeader::componentCount() const { return readLe32(&raw[kL840OffCount]); }
+uint32_t L840FirmwareFileHeader::headerSize() const {
+    return readLe32(&raw[kL840OffHeaderSize]);
+}
+uint32_t L840FirmwareFileHeader::componentCount() const {
+    return readLe32(&raw[kL840OffCount]);
+}
 std::string L840FirmwareFileHeader::dateTime() const {
     return fieldText(&raw[kL840OffDateTime], kL840TextSize);
 }
 std::string L840FirmwareFileHeader::serial() const {
     return fieldText(&raw[kL840OffSerial], kL840TextSize);
 }
-uint32_t L840FirmwareFileHeader::marker() const { return readLe32(&raw[kL840OffMarker]); }
+uint32_t L840FirmwareFileHeader::marker() const {
+    return readLe32(&raw[kL840OffMarker]);
+}
 
-uint32_t L840RecordHeader::headerSize() const { return readLe32(&header[kL840OffRecordSize]); }
-uint32_t L840RecordHeader::dataLength() const { return readLe32(&header[kL840OffDataLength]); }
+uint32_t L840RecordHeader::headerSize() const {
+    return readLe32(&header[kL840OffRecordSize]);
+}
+uint32_t L840RecordHeader::dataLength() const {
+    return readLe32(&header[kL840OffDataLength]);
+}
 uint64_t L840RecordHeader::flashAddress() const {
     return readLe64(&header[kL840OffFlashAddress]);
 }
-uint32_t L840RecordHeader::writeSize() const { return readLe32(&header[kL840OffWriteSize]); }
-uint32_t L840RecordHeader::checksum() const { return readLe32(&header[kL840OffChecksum]); }
+uint32_t L840RecordHeader::writeSize() const {
+    return readLe32(&header[kL840OffWriteSize]);
+}
+uint32_t L840RecordHeader::checksum() const {
+    return readLe32(&header[kL840OffChecksum]);
+}
 std::string L840RecordHeader::version() const {
     return fieldText(&header[kL840OffVersion], kL840TextSize);
 }

@@ -49,11 +49,12 @@ std::string ispVersionOf(vx_device_t* device) {
 void checkSerial(uint16_t vid, uint16_t pid, const std::string& serial, const std::string& name) {
     const bool refused =
         (isDeviceInContainer(KovraADevPids, vid, pid) && KovraAValidFwSerials.count(serial) == 0) ||
-        (isDeviceInContainer(L840SeriesDevPids, vid, pid) && L840ValidFwSerials.count(serial) == 0) ||
+        (isDeviceInContainer(L840SeriesDevPids, vid, pid) &&
+         L840ValidFwSerials.count(serial) == 0) ||
         (vid == kVendorId && isPidValid(pid, L815DevPids) && L815ValidFwSerials.count(serial) == 0);
     if (refused) {
-        throw mismatch_firmware_exception_ext("Firmware mismatch for " + name + " : unmatched serial " +
-                                              serial);
+        throw mismatch_firmware_exception_ext("Firmware mismatch for " + name +
+                                              " : unmatched serial " + serial);
     }
 }
 
@@ -63,7 +64,8 @@ void checkL845SeDate(uint16_t vid, uint16_t pid, const std::string& dateTime) {
     }
     // A date text that is not a valid date passes: only a known-old build is refused.
     if (vx_isValidDateTime(dateTime) && std::strncmp(dateTime.c_str(), kL845SeOldestDate, 8) < 0) {
-        throw mismatch_firmware_exception_ext("The current firmware is invalid, dateTime: " + dateTime);
+        throw mismatch_firmware_exception_ext("The current firmware is invalid, dateTime: " +
+                                              dateTime);
     }
 }
 
@@ -81,10 +83,15 @@ void checkWriteSizes(const std::vector<L840ComponentView>& components) {
 // What one call keeps while it works through the components.
 class Session {
 public:
-    Session(vx_device_t* device, const UpgradeCallback& callback, uint32_t packetSize, bool bootloader,
-            VXUpgradeState finalState, std::string finalMessage, size_t count)
-        : device_(device), callback_(callback), packetSize_(packetSize), bootloader_(bootloader),
-          finalState_(finalState), finalMessage_(std::move(finalMessage)), count_(count) {}
+    Session(vx_device_t* device, const UpgradeCallback& callback, uint32_t packetSize,
+            bool bootloader, VXUpgradeState finalState, std::string finalMessage, size_t count)
+        : device_(device),
+          callback_(callback),
+          packetSize_(packetSize),
+          bootloader_(bootloader),
+          finalState_(finalState),
+          finalMessage_(std::move(finalMessage)),
+          count_(count) {}
 
     void reportFinal() { callback_(finalState_, finalMessage_.c_str(), 100); }
 
@@ -220,7 +227,8 @@ void L840FirmwareUpdater::updateFirmware(vx_device_t* device, ByteView data,
         // Without the real identity the device's own components would be skipped as not
         // meant for it and the update would still end "successfully": refuse instead.
         if (bootloaderInfo.saveInfoReadFailed()) {
-            throw std::runtime_error("Failed to read the device identity from flash in bootloader mode");
+            throw std::runtime_error(
+                "Failed to read the device identity from flash in bootloader mode");
         }
     }
     checkSerial(vid, pid, header.serial(), bootloaderInfo.getDeviceName());

@@ -92,7 +92,8 @@ void streamPackage(vx_device_t* device, MiroMaxFirmwareParser& parser,
         const auto reported = static_cast<uint8_t>(percent);
         const uint64_t now = nowMilliseconds();
         if (reported > 99 || now - lastReport > kProgressIntervalMs) {
-            callback(VX_UPGRADE_STATE_TRANSFERRING, "Firmware file data transferring ...", reported);
+            callback(VX_UPGRADE_STATE_TRANSFERRING, "Firmware file data transferring ...",
+                     reported);
             lastReport = now;
         }
         remaining -= chunk;

@@ -9,7 +9,9 @@ namespace {
 
 constexpr uint32_t kFlashEnd = 0x40000;
 
-bool isKnownSize(size_t size) { return size == 0x20000 || size == 0x30000 || size == 0x40000; }
+bool isKnownSize(size_t size) {
+    return size == 0x20000 || size == 0x30000 || size == 0x40000;
+}
 
 }  // namespace
 

@@ -18,8 +18,10 @@ constexpr uint32_t kMaxHeaderSize = 128;
 constexpr size_t kPidSlots = 12;
 constexpr size_t kPidOffset = 104;
 // The one message without "!" is the one a data run past the end has always produced.
-constexpr const char* kDamaged = "Parse preset data failed!\nInvalid input data or data has been damaged";
-constexpr const char* kDataPastEnd = "Parse preset data failed\nInvalid input data or data has been damaged";
+constexpr const char* kDamaged =
+    "Parse preset data failed!\nInvalid input data or data has been damaged";
+constexpr const char* kDataPastEnd =
+    "Parse preset data failed\nInvalid input data or data has been damaged";
 
 [[noreturn]] void damaged(const char* message = kDamaged) {
     throw mismatch_firmware_exception_ext(message);
@@ -32,15 +34,31 @@ std::string boundedText(const uint8_t* field, size_t width) {
 
 }  // namespace
 
-uint32_t L840OptionalDepthPresetsFileHeader::headerSize() const { return readLe32(raw.data()); }
-uint32_t L840OptionalDepthPresetsFileHeader::presetCount() const { return readLe32(raw.data() + 4); }
-std::string L840OptionalDepthPresetsFileHeader::productName() const { return boundedText(raw.data() + 24, 16); }
-uint32_t L840OptionalDepthPresetsFileHeader::magic() const { return readLe32(raw.data() + 40); }
+uint32_t L840OptionalDepthPresetsFileHeader::headerSize() const {
+    return readLe32(raw.data());
+}
+uint32_t L840OptionalDepthPresetsFileHeader::presetCount() const {
+    return readLe32(raw.data() + 4);
+}
+std::string L840OptionalDepthPresetsFileHeader::productName() const {
+    return boundedText(raw.data() + 24, 16);
+}
+uint32_t L840OptionalDepthPresetsFileHeader::magic() const {
+    return readLe32(raw.data() + 40);
+}
 
-uint32_t L840OptionalDepthPresetsData::dataLength() const { return readLe32(header.data() + 4); }
-uint32_t L840OptionalDepthPresetsData::flashAddress() const { return readLe32(header.data() + 8); }
-uint32_t L840OptionalDepthPresetsData::writeSize() const { return readLe32(header.data() + 16); }
-uint32_t L840OptionalDepthPresetsData::checksum() const { return readLe32(header.data() + 20); }
+uint32_t L840OptionalDepthPresetsData::dataLength() const {
+    return readLe32(header.data() + 4);
+}
+uint32_t L840OptionalDepthPresetsData::flashAddress() const {
+    return readLe32(header.data() + 8);
+}
+uint32_t L840OptionalDepthPresetsData::writeSize() const {
+    return readLe32(header.data() + 16);
+}
+uint32_t L840OptionalDepthPresetsData::checksum() const {
+    return readLe32(header.data() + 20);
+}
 uint16_t L840OptionalDepthPresetsData::pid(size_t slot) const {
     return slot < kPidSlots ? readLe16(header.data() + kPidOffset + 2 * slot) : 0;
 }
@@ -76,8 +94,8 @@ L840OptionalDepthPresetsParser::L840OptionalDepthPresetsParser(const uint8_t* da
     }
 }
 
-bool L840OptionalDepthPresetsParser::isPresetDataAdaptable(const L840OptionalDepthPresetsData& record,
-                                                           uint16_t pid) {
+bool L840OptionalDepthPresetsParser::isPresetDataAdaptable(
+    const L840OptionalDepthPresetsData& record, uint16_t pid) {
     if (record.pid(0) == 0xFFFF) return true;
     for (size_t k = 0; k < kPidSlots; ++k) {
         if (record.pid(k) != 0 && record.pid(k) == pid) return true;

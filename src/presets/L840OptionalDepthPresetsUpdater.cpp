@@ -41,7 +41,8 @@ void checkFirmware(const DeviceFacts& d) {
     const int version = getFirmwareVersionInt(d.firmware);
     const auto require = [version](int minimum, const char* text) {
         if (version < minimum) {
-            throw unsupported_device_exception_ext(std::string("Unsupported device! Firmware version must be >= ") + text);
+            throw unsupported_device_exception_ext(
+                std::string("Unsupported device! Firmware version must be >= ") + text);
         }
     };
     if (isDeviceInContainer(KovraADevPids, d.vid, d.pid)) {
@@ -57,7 +58,8 @@ void checkFirmware(const DeviceFacts& d) {
 
 // writeFlash reports device failures through its callback; here they become exceptions so the
 // record is retried and, in the end, reported instead of passing as written.
-void writeRecord(vx_device_t* device, const L840OptionalDepthPresetsData& record, uint32_t packetSize) {
+void writeRecord(vx_device_t* device, const L840OptionalDepthPresetsData& record,
+                 uint32_t packetSize) {
     VXDataTranState failure = VX_DATA_TRAN_STATE_NONE;
     VendorCommand::writeFlash(
         device, record.flashAddress(), record.data.data(), record.writeSize(),
@@ -91,8 +93,8 @@ void checkWriteSizes(const std::vector<std::shared_ptr<L840OptionalDepthPresetsP
 }  // namespace
 
 std::vector<std::shared_ptr<L840OptionalDepthPresetsParser>>
-L840OptionalDepthPresetsUpdater::checkAndGetPresetParserList(const std::vector<std::vector<uint8_t>>& presets,
-                                                             uint16_t pid) {
+L840OptionalDepthPresetsUpdater::checkAndGetPresetParserList(
+    const std::vector<std::vector<uint8_t>>& presets, uint16_t pid) {
     std::vector<std::shared_ptr<L840OptionalDepthPresetsParser>> accepted;
     std::unordered_set<uint32_t> seen;
     for (const std::vector<uint8_t>& file : presets) {
@@ -100,7 +102,8 @@ L840OptionalDepthPresetsUpdater::checkAndGetPresetParserList(const std::vector<s
             file.data(), static_cast<uint32_t>(file.size()), pid);
         if (parser->getDataList().empty()) {
             throw mismatch_firmware_exception_ext(
-                "Preset data is not adaptable with the current device, pid: " + std::to_string(pid));
+                "Preset data is not adaptable with the current device, pid: " +
+                std::to_string(pid));
         }
         const std::string product = parser->getFileHeader().productName();
         if (L840ValidPresetProduct.count(product) == 0 && L815ValidFwSerials.count(product) == 0) {
@@ -122,7 +125,8 @@ L840OptionalDepthPresetsUpdater::checkAndGetPresetParserList(const std::vector<s
 }
 
 void L840OptionalDepthPresetsUpdater::updateOptionalDepthPresets(
-    vx_device_t* device, const std::vector<std::vector<uint8_t>>& presets, UpgradeCallback callback) {
+    vx_device_t* device, const std::vector<std::vector<uint8_t>>& presets,
+    UpgradeCallback callback) {
     if (presets.empty() || presets.size() > 3) {
         throw invalid_preset_count_ext("The number of preset file must be 1~3!");
     }
@@ -145,7 +149,8 @@ void L840OptionalDepthPresetsUpdater::updateOptionalDepthPresets(
     }
     const auto step = static_cast<uint8_t>(100 / (parsers.size() + 2));
     uint8_t progress = step;
-    callback(VX_UPGRADE_STATE_TRANSFERRING, "Start to transfer the custom preset file data", progress);
+    callback(VX_UPGRADE_STATE_TRANSFERRING, "Start to transfer the custom preset file data",
+             progress);
 
     unsigned fileNumber = 0;
     for (const auto& parser : parsers) {
@@ -166,14 +171,16 @@ void L840OptionalDepthPresetsUpdater::updateOptionalDepthPresets(
                 }
             }
             if (!written) {
-                const std::string message = "Failed to write custom preset file " + std::to_string(fileNumber) +
-                                            " after retries, aborting upgrade. last error: " + lastError;
+                const std::string message =
+                    "Failed to write custom preset file " + std::to_string(fileNumber) +
+                    " after retries, aborting upgrade. last error: " + lastError;
                 callback(VX_UPGRADE_STATE_FAILED, message.c_str(), progress);
                 return;
             }
         }
         progress = static_cast<uint8_t>(progress + step);
-        const std::string done = "Completed data transfer for custom preset file " + std::to_string(fileNumber);
+        const std::string done =
+            "Completed data transfer for custom preset file " + std::to_string(fileNumber);
         callback(VX_UPGRADE_STATE_TRANSFERRING, done.c_str(), progress);
     }
 

@@ -8,15 +8,17 @@
 namespace libvxsensor {
 
 void L945SeOptionalDepthPresetsUpdater::updateOptionalDepthPresets(
-    vx_device_t* device, const std::vector<std::vector<uint8_t>>& presets, UpgradeCallback callback) {
+    vx_device_t* device, const std::vector<std::vector<uint8_t>>& presets,
+    UpgradeCallback callback) {
     if (presets.size() != 1) {
         throw invalid_preset_count_ext("The number of preset file must be 1!");
     }
     const auto updater = FirmwareUpdaterFactory::create(device);
-    updater->updateFirmware(device, presets.front(),
-                            [&callback](VXUpgradeState state, const char* message, uint8_t percent) {
-                                if (callback) callback(state, message, percent);
-                            });
+    updater->updateFirmware(
+        device, presets.front(),
+        [&callback](VXUpgradeState state, const char* message, uint8_t percent) {
+            if (callback) callback(state, message, percent);
+        });
 }
 
 }  // namespace libvxsensor

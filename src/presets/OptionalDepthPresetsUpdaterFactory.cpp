@@ -29,7 +29,8 @@ std::shared_ptr<IOptionalDepthPresetsUpdater> OptionalDepthPresetsUpdaterFactory
         return std::make_shared<L945SeOptionalDepthPresetsUpdater>();
     }
     throw unsupported_device_exception_ext(
-        "Failed to create OptionalDepthPresetsUpdater! Unsupported device, pid: " + std::to_string(pid));
+        "Failed to create OptionalDepthPresetsUpdater! Unsupported device, pid: " +
+        std::to_string(pid));
 }
 
 }  // namespace libvxsensor

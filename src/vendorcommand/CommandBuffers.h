@@ -24,8 +24,9 @@ struct CommandBuffers {
 
     // Data bytes the last answer carried after its header.
     uint32_t receivedData() const {
-        return responseLength > protocol::kRespHeaderSize ? responseLength - protocol::kRespHeaderSize
-                                                           : 0;
+        return responseLength > protocol::kRespHeaderSize
+                   ? responseLength - protocol::kRespHeaderSize
+                   : 0;
     }
 
     std::vector<uint8_t> request;

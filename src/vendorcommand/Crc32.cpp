@@ -46,9 +46,9 @@ uint32_t calcCrc32(const uint8_t* data, uint32_t size) {
     uint32_t left = size;
     for (; left >= kSlices; left -= kSlices, p += kSlices) {
         // The register meets the first four bytes; the other twelve enter on their own.
-        const uint32_t head = c ^ ((static_cast<uint32_t>(p[0]) << 24) |
-                                   (static_cast<uint32_t>(p[1]) << 16) |
-                                   (static_cast<uint32_t>(p[2]) << 8) | p[3]);
+        const uint32_t head =
+            c ^ ((static_cast<uint32_t>(p[0]) << 24) | (static_cast<uint32_t>(p[1]) << 16) |
+                 (static_cast<uint32_t>(p[2]) << 8) | p[3]);
         c = kTables[15][head >> 24] ^ kTables[14][(head >> 16) & 0xFF] ^
             kTables[13][(head >> 8) & 0xFF] ^ kTables[12][head & 0xFF] ^ kTables[11][p[4]] ^
             kTables[10][p[5]] ^ kTables[9][p[6]] ^ kTables[8][p[7]] ^ kTables[7][p[8]] ^

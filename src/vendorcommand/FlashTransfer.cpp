@@ -46,8 +46,8 @@ bool readAnswered(const CommandBuffers& buffers, const protocol::HpStatus& statu
 // false skips handing on the chunks (and their end) but not the failure. A template rather
 // than a std::function, so the verification's per-chunk call is a direct one.
 template <typename OnChunk>
-void readChunks(vx_device_t* device, uint32_t offset, uint32_t size, uint32_t limit,
-                bool wantsData, OnChunk&& onChunk) {
+void readChunks(vx_device_t* device, uint32_t offset, uint32_t size, uint32_t limit, bool wantsData,
+                OnChunk&& onChunk) {
     if (size == 0) {
         return;
     }
@@ -63,8 +63,8 @@ void readChunks(vx_device_t* device, uint32_t offset, uint32_t size, uint32_t li
             return;
         }
         if (wantsData) {
-            const auto resp = protocol::parseReadFlashResp(buffers.response.data(),
-                                                           static_cast<uint32_t>(buffers.response.size()));
+            const auto resp = protocol::parseReadFlashResp(
+                buffers.response.data(), static_cast<uint32_t>(buffers.response.size()));
             VXDataChunk chunk{const_cast<uint8_t*>(resp.data()), n, done, size};
             onChunk(VX_DATA_TRAN_STATE_TRANSFERRING, &chunk);
             done += n;

@@ -17,7 +17,9 @@ uint16_t g_requestId = 0;
 
 // halfWordSize of a payload of `bytes` bytes, rounded up to whole words. The field is 16 bits
 // wide; larger payloads cannot be described and callers never build them.
-uint16_t wordsFor(uint32_t bytes) { return static_cast<uint16_t>((bytes + 1u) / 2u); }
+uint16_t wordsFor(uint32_t bytes) {
+    return static_cast<uint16_t>((bytes + 1u) / 2u);
+}
 
 uint8_t* writeHeader(uint8_t* buf, uint16_t halfWordSize, uint16_t opcode) {
     writeLe16(buf + kOffMagic, kRequestMagic);
@@ -34,8 +36,8 @@ uint8_t* propertyOnly(uint8_t* buf, uint16_t opcode, uint32_t propertyId) {
     return buf;
 }
 
-uint8_t* rawDataWrite(uint8_t* buf, uint16_t halfWordSize, uint32_t propertyId,
-                      const uint8_t* data, uint32_t offset, uint16_t size) {
+uint8_t* rawDataWrite(uint8_t* buf, uint16_t halfWordSize, uint32_t propertyId, const uint8_t* data,
+                      uint32_t offset, uint16_t size) {
     writeHeader(buf, halfWordSize, OPCODE_WRITE_DATA);
     writeLe32(buf + kOffPayload, propertyId);
     writeLe32(buf + kOffPayload + 4, offset);
@@ -164,8 +166,7 @@ uint8_t* initWriteRawDataReq(uint8_t* buf, uint32_t propertyId, const uint8_t* d
 
 uint8_t* initMiroMaxFirmwareReq(uint8_t* buf, uint32_t propertyId, const uint8_t* data,
                                 uint32_t offset, uint16_t size) {
-    return rawDataWrite(buf, static_cast<uint16_t>(size / 2u + 4u), propertyId, data, offset,
-                        size);
+    return rawDataWrite(buf, static_cast<uint16_t>(size / 2u + 4u), propertyId, data, offset, size);
 }
 
 uint8_t* initFinishWriteRawDataReq(uint8_t* buf, uint32_t propertyId) {
@@ -232,17 +233,31 @@ uint16_t getExpectedRespSize(uint16_t opcode) {
 
 // ---- Views and parsers ----------------------------------------------------------------------
 
-uint16_t RespView::magic() const { return readLe16(bytes_ + kOffMagic); }
-uint16_t RespView::halfWordSize() const { return readLe16(bytes_ + kOffHalfWordSize); }
-uint16_t RespView::opcode() const { return readLe16(bytes_ + kOffOpcode); }
-uint16_t RespView::requestId() const { return readLe16(bytes_ + kOffRequestId); }
-uint16_t RespView::status() const { return readLe16(bytes_ + kOffStatus); }
+uint16_t RespView::magic() const {
+    return readLe16(bytes_ + kOffMagic);
+}
+uint16_t RespView::halfWordSize() const {
+    return readLe16(bytes_ + kOffHalfWordSize);
+}
+uint16_t RespView::opcode() const {
+    return readLe16(bytes_ + kOffOpcode);
+}
+uint16_t RespView::requestId() const {
+    return readLe16(bytes_ + kOffRequestId);
+}
+uint16_t RespView::status() const {
+    return readLe16(bytes_ + kOffStatus);
+}
 
 int32_t GetPropertyResp::currentValue() const {
     return static_cast<int32_t>(readLe32(bytes() + kOffData));
 }
-uint16_t GetStructureDataRespV1_1::cmdVersion() const { return readLe16(bytes() + kOffData); }
-uint32_t GetRawDataLengthResp::totalLength() const { return readLe32(bytes() + kOffData); }
+uint16_t GetStructureDataRespV1_1::cmdVersion() const {
+    return readLe16(bytes() + kOffData);
+}
+uint32_t GetRawDataLengthResp::totalLength() const {
+    return readLe32(bytes() + kOffData);
+}
 
 uint16_t getStructureDataSize(const GetStructureDataResp& resp) {
     return static_cast<uint16_t>(resp.halfWordSize() * 2 - 2);
@@ -314,9 +329,10 @@ HpStatus validateResp(const uint8_t* response, uint16_t size, uint16_t expectedO
     const RespView resp(response, size);
     if (resp.magic() != kResponseMagic) {
         // The space before the comma and the "expectOpCode" label are the message's own.
-        return failure(HP_STATUS_DEVICE_RESPONSE_BAD_MAGIC,
-                       fmt::format("Device response with bad magic , magic=0x{:x}, expectOpCode=0x{:x}",
-                                   resp.magic(), kResponseMagic));
+        return failure(
+            HP_STATUS_DEVICE_RESPONSE_BAD_MAGIC,
+            fmt::format("Device response with bad magic , magic=0x{:x}, expectOpCode=0x{:x}",
+                        resp.magic(), kResponseMagic));
     }
     if (resp.requestId() != expectedRequestId) {
         return failure(HP_STATUS_DEVICE_RESPONSE_REQUEST_ID_MISMATCH,
@@ -347,9 +363,9 @@ HpStatus validateResp(const uint8_t* response, uint16_t size, uint16_t expectedO
     // terminator, so the copy stops at the declared end.
     const auto* text = reinterpret_cast<const char*>(resp.data());
     const std::string msg(text, strnlen(text, dataSize));
-    return HpStatus{status >= 0x8000 ? HP_STATUS_DEVICE_RESPONSE_WARNING
-                                     : HP_STATUS_DEVICE_RESPONSE_ERROR,
-                    status, msg};
+    return HpStatus{
+        status >= 0x8000 ? HP_STATUS_DEVICE_RESPONSE_WARNING : HP_STATUS_DEVICE_RESPONSE_ERROR,
+        status, msg};
 }
 
 HpStatus execute(vx_device_t* device, uint8_t* request, uint16_t requestLength, uint8_t* response,

@@ -10,7 +10,7 @@ namespace libvxsensor::VendorCommand {
 
 namespace {
 
-constexpr uint32_t kRawWriteOverhead = 16;  // header, property id, offset
+constexpr uint32_t kRawWriteOverhead = 16;                     // header, property id, offset
 constexpr uint32_t kMaxRawChunk = 0xFFFF - kRawWriteOverhead;  // the request length is 16 bits
 constexpr uint32_t kMaxRawReadChunk = kCommandBufferSize - protocol::kRespHeaderSize;
 

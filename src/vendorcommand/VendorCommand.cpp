@@ -95,12 +95,13 @@ void getPropertyValue(vx_device_t* device, uint32_t propertyId, VXPropertyValue&
     CommandBuffers buffers;
     protocol::initGetPropertyReq(buffers.request.data(), propertyId);
     protocol::checkStatus(buffers.send(device, 12), true);
-    const auto resp = protocol::parseGetPropertyResp(buffers.response.data(), buffers.responseLength);
+    const auto resp =
+        protocol::parseGetPropertyResp(buffers.response.data(), buffers.responseLength);
     value.intValue = resp.currentValue();
 }
 
-void getStructureData(vx_device_t* device, uint32_t propertyId, uint8_t* data,
-                      uint32_t& dataSize, uint32_t expectedSize) {
+void getStructureData(vx_device_t* device, uint32_t propertyId, uint8_t* data, uint32_t& dataSize,
+                      uint32_t expectedSize) {
     CommandBuffers buffers;
     protocol::initGetStructureDataReq(buffers.request.data(), propertyId);
     // A refused answer is not a structure: its data area holds the camera's error text, and after

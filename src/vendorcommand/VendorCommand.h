@@ -38,8 +38,8 @@ bool FinishUpgradingOptionalDepthPresets(vx_device_t* device);
 void getPropertyValue(vx_device_t* device, uint32_t propertyId, VXPropertyValue& value);
 // dataSize: capacity of `data` on entry, bytes written on exit. A payload shorter than a
 // non-zero expectedSize is accepted; a longer one is refused.
-void getStructureData(vx_device_t* device, uint32_t propertyId, uint8_t* data,
-                      uint32_t& dataSize, uint32_t expectedSize);
+void getStructureData(vx_device_t* device, uint32_t propertyId, uint8_t* data, uint32_t& dataSize,
+                      uint32_t expectedSize);
 
 // ---- Raw data ---------------------------------------------------------------------------------
 

@@ -33,15 +33,16 @@ std::vector<uint8_t> L5BootloaderInfoManager::getSaveInfoFromFlash(vx_device_t* 
     if (readLe32(info.data()) != kSaveInfoMagic) {
         log_ext(VX_LOG_SEVERITY_WARN, VX_SOURCE_LOC, "Try to read flash chunk from offset: {}",
                 kSaveInfoFallbackOffset);
-        if (!readSaveInfoRecord(device, kSaveInfoFallbackOffset, kSaveInfoLength, packetSize, info)) {
+        if (!readSaveInfoRecord(device, kSaveInfoFallbackOffset, kSaveInfoLength, packetSize,
+                                info)) {
             log_ext(VX_LOG_SEVERITY_ERROR, VX_SOURCE_LOC,
                     "Failed to read flash chunk from offset: {}", kSaveInfoFallbackOffset);
             return {};
         }
         const uint32_t found = readLe32(info.data());
         if (found != kSaveInfoMagic) {
-            log_ext(VX_LOG_SEVERITY_ERROR, VX_SOURCE_LOC, "Invalid flash chunk data! Requested {} but {}",
-                    kSaveInfoMagic, found);
+            log_ext(VX_LOG_SEVERITY_ERROR, VX_SOURCE_LOC,
+                    "Invalid flash chunk data! Requested {} but {}", kSaveInfoMagic, found);
             return {};
         }
     }

@@ -12,12 +12,15 @@ constexpr size_t kVidOffset = 32;
 constexpr size_t kPidOffset = 34;
 }  // namespace
 
-uint16_t L840BootloaderInfoManager::getDevicePid(vx_device_t*, uint32_t) { return kBootloaderPid; }
+uint16_t L840BootloaderInfoManager::getDevicePid(vx_device_t*, uint32_t) {
+    return kBootloaderPid;
+}
 
 std::vector<uint8_t> L840BootloaderInfoManager::getSaveInfoFromFlash(vx_device_t* device,
                                                                      uint32_t packetSize) {
     std::vector<uint8_t> info;
-    saveInfoReadFailed_ = !readSaveInfoRecord(device, kSaveInfoOffset, kSaveInfoLength, packetSize, info);
+    saveInfoReadFailed_ =
+        !readSaveInfoRecord(device, kSaveInfoOffset, kSaveInfoLength, packetSize, info);
     if (saveInfoReadFailed_) {
         return {};
     }

@@ -21,7 +21,9 @@ public:
     bool saveInfoReadFailed() const { return saveInfoReadFailed_; }
 
 private:
-    uint32_t packed() const { return static_cast<uint32_t>(vid) | (static_cast<uint32_t>(pid) << 16); }
+    uint32_t packed() const {
+        return static_cast<uint32_t>(vid) | (static_cast<uint32_t>(pid) << 16);
+    }
 
     uint16_t vid = kVendorId;
     uint16_t pid = kBootloaderPid;

@@ -11,12 +11,24 @@
 
 class L5Image {
 public:
-    L5Image& pid(uint16_t v) { pid_ = v; return *this; }
+    L5Image& pid(uint16_t v) {
+        pid_ = v;
+        return *this;
+    }
     // Total file size, trailer included; the body is a counting pattern.
-    L5Image& size(uint32_t v) { size_ = v; return *this; }
+    L5Image& size(uint32_t v) {
+        size_ = v;
+        return *this;
+    }
     // Damage: another magic, or the built file cut to `n` bytes.
-    L5Image& magic(uint32_t v) { magic_ = v; return *this; }
-    L5Image& truncateTo(size_t n) { truncateTo_ = n; return *this; }
+    L5Image& magic(uint32_t v) {
+        magic_ = v;
+        return *this;
+    }
+    L5Image& truncateTo(size_t n) {
+        truncateTo_ = n;
+        return *this;
+    }
 
     std::vector<uint8_t> build() const {
         std::vector<uint8_t> out(size_ > 100 ? size_ - 100 : 0);

@@ -24,18 +24,45 @@ inline void putText(std::vector<uint8_t>& b, size_t at, size_t field, const std:
 
 class L840Component {
 public:
-    L840Component& name(std::string v) { name_ = std::move(v); return *this; }
-    L840Component& version(std::string v) { version_ = std::move(v); return *this; }
-    L840Component& address(uint64_t v) { address_ = v; return *this; }
-    L840Component& data(std::vector<uint8_t> v) { data_ = std::move(v); return *this; }
-    L840Component& pids(std::vector<uint16_t> v) { pids_ = std::move(v); return *this; }
-    L840Component& writeSize(uint32_t v) { writeSize_ = v; return *this; }
+    L840Component& name(std::string v) {
+        name_ = std::move(v);
+        return *this;
+    }
+    L840Component& version(std::string v) {
+        version_ = std::move(v);
+        return *this;
+    }
+    L840Component& address(uint64_t v) {
+        address_ = v;
+        return *this;
+    }
+    L840Component& data(std::vector<uint8_t> v) {
+        data_ = std::move(v);
+        return *this;
+    }
+    L840Component& pids(std::vector<uint16_t> v) {
+        pids_ = std::move(v);
+        return *this;
+    }
+    L840Component& writeSize(uint32_t v) {
+        writeSize_ = v;
+        return *this;
+    }
     // Damage: the declared record header size, and how many header bytes are written (the
     // 128-byte layout cut short, or padded with zeros past 128).
-    L840Component& headerSize(uint32_t v) { headerSize_ = v; return *this; }
-    L840Component& checksumOffBy(uint32_t delta) { checksumDelta_ = delta; return *this; }
+    L840Component& headerSize(uint32_t v) {
+        headerSize_ = v;
+        return *this;
+    }
+    L840Component& checksumOffBy(uint32_t delta) {
+        checksumDelta_ = delta;
+        return *this;
+    }
     // Damage: the declared data length; the real data is still written as given.
-    L840Component& claimedLength(uint32_t v) { claimedLength_ = v; return *this; }
+    L840Component& claimedLength(uint32_t v) {
+        claimedLength_ = v;
+        return *this;
+    }
 
     void appendTo(std::vector<uint8_t>& out) const {
         using namespace l840build;
@@ -69,15 +96,39 @@ private:
 
 class L840Container {
 public:
-    L840Container& date(std::string v) { date_ = std::move(v); return *this; }
-    L840Container& serial(std::string v) { serial_ = std::move(v); return *this; }
-    L840Container& component(L840Component c) { components_.push_back(std::move(c)); return *this; }
+    L840Container& date(std::string v) {
+        date_ = std::move(v);
+        return *this;
+    }
+    L840Container& serial(std::string v) {
+        serial_ = std::move(v);
+        return *this;
+    }
+    L840Container& component(L840Component c) {
+        components_.push_back(std::move(c));
+        return *this;
+    }
     // Damage knobs. headerSize cuts the 64-byte layout short or pads it with zeros.
-    L840Container& headerSize(uint32_t v) { headerSize_ = v; return *this; }
-    L840Container& marker(uint32_t v) { marker_ = v; return *this; }
-    L840Container& count(uint32_t v) { count_ = v; return *this; }
-    L840Container& truncateTo(size_t n) { truncateTo_ = n; return *this; }
-    L840Container& trailing(std::vector<uint8_t> v) { trailing_ = std::move(v); return *this; }
+    L840Container& headerSize(uint32_t v) {
+        headerSize_ = v;
+        return *this;
+    }
+    L840Container& marker(uint32_t v) {
+        marker_ = v;
+        return *this;
+    }
+    L840Container& count(uint32_t v) {
+        count_ = v;
+        return *this;
+    }
+    L840Container& truncateTo(size_t n) {
+        truncateTo_ = n;
+        return *this;
+    }
+    L840Container& trailing(std::vector<uint8_t> v) {
+        trailing_ = std::move(v);
+        return *this;
+    }
 
     std::vector<uint8_t> build() const {
         using namespace l840build;

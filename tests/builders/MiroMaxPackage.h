@@ -11,19 +11,38 @@
 
 class MiroMaxPackage {
 public:
-    MiroMaxPackage& magic(std::string v) { magic_ = std::move(v); return *this; }
-    MiroMaxPackage& platform(std::string v) { platform_ = std::move(v); return *this; }
-    MiroMaxPackage& productName(std::string v) { productName_ = std::move(v); return *this; }
-    MiroMaxPackage& firmwareType(uint32_t v) { firmwareType_ = v; return *this; }
-    MiroMaxPackage& payload(std::vector<uint8_t> v) { payload_ = std::move(v); return *this; }
+    MiroMaxPackage& magic(std::string v) {
+        magic_ = std::move(v);
+        return *this;
+    }
+    MiroMaxPackage& platform(std::string v) {
+        platform_ = std::move(v);
+        return *this;
+    }
+    MiroMaxPackage& productName(std::string v) {
+        productName_ = std::move(v);
+        return *this;
+    }
+    MiroMaxPackage& firmwareType(uint32_t v) {
+        firmwareType_ = v;
+        return *this;
+    }
+    MiroMaxPackage& payload(std::vector<uint8_t> v) {
+        payload_ = std::move(v);
+        return *this;
+    }
     // Damage: the package cut to `n` bytes, header included.
-    MiroMaxPackage& truncateTo(size_t n) { truncateTo_ = n; return *this; }
+    MiroMaxPackage& truncateTo(size_t n) {
+        truncateTo_ = n;
+        return *this;
+    }
 
     std::vector<uint8_t> build() const {
         std::vector<uint8_t> out(256, 0);
         // Texts fill at most their field; one that fills it has no terminator.
         const auto text = [&out](size_t at, size_t field, const std::string& s) {
-            for (size_t i = 0; i < s.size() && i < field; ++i) out[at + i] = static_cast<uint8_t>(s[i]);
+            for (size_t i = 0; i < s.size() && i < field; ++i)
+                out[at + i] = static_cast<uint8_t>(s[i]);
         };
         text(0, 4, magic_);
         text(33, 16, platform_);

@@ -18,7 +18,8 @@ TEST_F(LogExtTest, PositionalPlaceholdersAreFilledInOrder) {
 
 TEST_F(LogExtTest, LineCarriesSeverityModuleAndCallSite) {
     const int line = __LINE__ + 1;
-    log_ext(VX_LOG_SEVERITY_ERROR, VX_SOURCE_LOC, "Failed to read flash chunk from offset: {}", 659456u);
+    log_ext(VX_LOG_SEVERITY_ERROR, VX_SOURCE_LOC, "Failed to read flash chunk from offset: {}",
+            659456u);
     const vxsim::LogLine& logged = host().logLines().at(0);
     EXPECT_EQ(logged.severity, VX_LOG_SEVERITY_ERROR);
     EXPECT_EQ(logged.module, "SDKExt");

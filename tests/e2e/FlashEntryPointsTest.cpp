@@ -22,7 +22,8 @@ protected:
         SimTest::SetUp();
         for (const auto& [group, records] : vxsim::groupRecords()) {
             vx_error* error = nullptr;
-            vx_set_device_info_data(group, records.data(), static_cast<uint32_t>(records.size()), &error);
+            vx_set_device_info_data(group, records.data(), static_cast<uint32_t>(records.size()),
+                                    &error);
             ASSERT_EQ(error, nullptr);
         }
     }
@@ -46,8 +47,9 @@ protected:
     }
     Reports write(vxsim::EmulatedCamera& cam, uint32_t offset, const std::vector<uint8_t>& image) {
         SetProgress progress;
-        vx_device_write_flash(cam.handle(), offset, image.data(), static_cast<uint32_t>(image.size()),
-                              SetProgress::record, false, &progress);
+        vx_device_write_flash(cam.handle(), offset, image.data(),
+                              static_cast<uint32_t>(image.size()), SetProgress::record, false,
+                              &progress);
         return progress.reports;
     }
 };
@@ -113,8 +115,10 @@ TEST_F(FlashEntryPointsTest, EachFaultEndsInItsProgressState) {
         const Reports reports = write(*cam, 0x40000, image);
         ASSERT_FALSE(reports.empty());
         EXPECT_EQ(reports.back(), c.last);
-        EXPECT_EQ(std::count_if(reports.begin(), reports.end(), [](const Report& r) { return r.first < 0 && r.second == 0; }),
-                  c.last.first < 0 ? 1 : 0) << "a failure is reported once";
+        EXPECT_EQ(std::count_if(reports.begin(), reports.end(),
+                                [](const Report& r) { return r.first < 0 && r.second == 0; }),
+                  c.last.first < 0 ? 1 : 0)
+            << "a failure is reported once";
         EXPECT_EQ(std::equal(image.begin(), image.end(), cam->camera().flash().begin() + 0x40000),
                   c.imageInFlash);
         EXPECT_EQ(cam->faults().injected(), 1u);

@@ -46,7 +46,8 @@ size_t largestWrite(vxsim::EmulatedCamera& cam) {
 }
 
 bool inFlash(vxsim::EmulatedCamera& cam, uint32_t address, const std::vector<uint8_t>& data) {
-    return std::equal(data.begin(), data.end(), cam.camera().flash().begin() + static_cast<std::ptrdiff_t>(address));
+    return std::equal(data.begin(), data.end(),
+                      cam.camera().flash().begin() + static_cast<std::ptrdiff_t>(address));
 }
 
 }  // namespace
@@ -56,14 +57,16 @@ protected:
     void SetUp() override {
         SimTest::SetUp();
         for (const auto& [group, records] : vxsim::groupRecords())
-            vx_set_device_info_data(group, records.data(), static_cast<uint32_t>(records.size()), nullptr);
+            vx_set_device_info_data(group, records.data(), static_cast<uint32_t>(records.size()),
+                                    nullptr);
     }
     void TearDown() override {
         libvxsensor::resetDeviceGroupTables();
         SimTest::TearDown();
     }
 
-    static void update(vxsim::EmulatedCamera& cam, const std::vector<uint8_t>& file, UpgradeRecorder& r) {
+    static void update(vxsim::EmulatedCamera& cam, const std::vector<uint8_t>& file,
+                       UpgradeRecorder& r) {
         vx_device_update_firmware_from_raw_data_ext(cam.handle(), file.data(),
                                                     static_cast<uint32_t>(file.size()),
                                                     UpgradeRecorder::record, false, &r, &r.error);
@@ -124,15 +127,32 @@ TEST_F(L5AndOpenNIUpdateTest, RefusalsReportStateMessageAndErrorAndWriteNothing)
         std::function<void(vxsim::EmulatedCamera&)> prepare;
     } cases[] = {
         // Only a bootloader names the model; the number quoted is the file's.
-        {"l5", L5Image().pid(0x0660).build(), -9,
-         "Invalid input file!\nFirmware mismatch for  : unmatched pid 1632", {}},
-        {"l5s,boot", L5Image().pid(0x0670).build(), -9,
-         "Invalid input file!\nFirmware mismatch for Lumex 5 S : unmatched pid 1648", {}},
+        {"l5",
+         L5Image().pid(0x0660).build(),
+         -9,
+         "Invalid input file!\nFirmware mismatch for  : unmatched pid 1632",
+         {}},
+        {"l5s,boot",
+         L5Image().pid(0x0670).build(),
+         -9,
+         "Invalid input file!\nFirmware mismatch for Lumex 5 S : unmatched pid 1648",
+         {}},
         {"l5,boot", L5Image().build(), -10, "Cannot get pid from bootloader mode.", noSaveInfo},
-        {"l5", L5Image().pid(0x0660).size(0x10001).build(), -9,
-         "Invalid input file!\nFirmware mismatch for  : unmatched pid 1632", {}},
-        {"pellin3", L5Image().pid(0x0660).size(0x10001).build(), -9, "Invalid input file: invalid size", {}},
-        {"lumex470", L5Image().pid(0x0808).magic(0).build(), -9, "Invalid input file: invalid magic", {}},
+        {"l5",
+         L5Image().pid(0x0660).size(0x10001).build(),
+         -9,
+         "Invalid input file!\nFirmware mismatch for  : unmatched pid 1632",
+         {}},
+        {"pellin3",
+         L5Image().pid(0x0660).size(0x10001).build(),
+         -9,
+         "Invalid input file: invalid size",
+         {}},
+        {"lumex470",
+         L5Image().pid(0x0808).magic(0).build(),
+         -9,
+         "Invalid input file: invalid magic",
+         {}},
         {"openni", bytes(0x30001, 1), -9, "Invalid input file: Invalid firmware size.", {}},
     };
     for (const auto& c : cases) {
@@ -160,25 +180,37 @@ TEST_F(L5AndOpenNIUpdateTest, RetryRules) {
         std::vector<UpgradeReport> failures;
         size_t attempts;
     } cases[] = {
-        {"l5: verify, then transfer failure, then success", "l5", L5Image().build(),
+        {"l5: verify, then transfer failure, then success",
+         "l5",
+         L5Image().build(),
          {FaultRule::onOpcode(wire::ReadFlash, 0, Fault::bitFlip(3)),
           FaultRule::onOpcode(wire::WriteFlash, 2, Fault::transportError())},
-         {}, 3},
-        {"openni: verify, then transfer failure, then success", "openni", bytes(0x20000, 7),
+         {},
+         3},
+        {"openni: verify, then transfer failure, then success",
+         "openni",
+         bytes(0x20000, 7),
          {FaultRule::onOpcode(wire::ReadFlash, 0, Fault::bitFlip(3)),
           FaultRule::onOpcode(wire::WriteFlash, kOpenNIWrites + 5, Fault::transportError())},
-         {}, 3},
-        {"l5: four verify failures, then a transfer failure", "l5", L5Image().build(),
+         {},
+         3},
+        {"l5: four verify failures, then a transfer failure",
+         "l5",
+         L5Image().build(),
          {FaultRule::onOpcode(wire::ReadFlash, Fault::bitFlip(3)),
           FaultRule::onOpcode(wire::WriteFlash, 8, Fault::deviceError(9))},
-         {{-13, "Firmware data transfer failed!", 0}}, 5},
-        {"openni: four transfer failures, then a verify failure", "openni", bytes(0x20000, 7),
+         {{-13, "Firmware data transfer failed!", 0}},
+         5},
+        {"openni: four transfer failures, then a verify failure",
+         "openni",
+         bytes(0x20000, 7),
          {FaultRule::onOpcode(wire::EraseFlash, 0, Fault::deviceError(9)),
           FaultRule::onOpcode(wire::EraseFlash, 1, Fault::deviceError(9)),
           FaultRule::onOpcode(wire::EraseFlash, 2, Fault::deviceError(9)),
           FaultRule::onOpcode(wire::EraseFlash, 3, Fault::deviceError(9)),
           FaultRule::onOpcode(wire::ReadFlash, 0, Fault::bitFlip(3))},
-         {{-1, "Firmware data verify failed!", 0}}, 5},
+         {{-1, "Firmware data verify failed!", 0}},
+         5},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -187,7 +219,8 @@ TEST_F(L5AndOpenNIUpdateTest, RetryRules) {
         UpgradeRecorder r;
         update(*cam, c.file, r);
         EXPECT_EQ(r.failures(), c.failures);
-        EXPECT_EQ(r.last(), (c.failures.empty() ? UpgradeReport{3, kDone, 100} : c.failures.back()));
+        EXPECT_EQ(r.last(),
+                  (c.failures.empty() ? UpgradeReport{3, kDone, 100} : c.failures.back()));
         EXPECT_EQ(r.error, nullptr) << "reported, not thrown";
         EXPECT_EQ(requests(*cam, wire::EraseFlash).size(), c.attempts);
     }

@@ -24,7 +24,9 @@ namespace {
 
 uint32_t g_pollPauses = 0;  // sleeps of 500 ms
 uint32_t g_otherSleeps = 0;
-void countSleep(uint32_t ms) { ++(ms == 500 ? g_pollPauses : g_otherSleeps); }
+void countSleep(uint32_t ms) {
+    ++(ms == 500 ? g_pollPauses : g_otherSleeps);
+}
 
 std::vector<uint8_t> bytes(size_t size, const std::string& prefix = "") {
     std::vector<uint8_t> out(size);
@@ -48,14 +50,16 @@ std::vector<wire::Request> requests(vxsim::EmulatedCamera& cam, uint16_t opcode)
 }
 
 Reports lastReports(const Reports& reports, size_t n) {
-    return Reports(reports.end() - static_cast<std::ptrdiff_t>(std::min(n, reports.size())), reports.end());
+    return Reports(reports.end() - static_cast<std::ptrdiff_t>(std::min(n, reports.size())),
+                   reports.end());
 }
 
 const char* kTransferring = "Firmware data transferring!";
 const char* kTransferDone = "Firmware data transfer done!";
 const char* kTransferFailed = "Firmware data transfer failed!";
 const char* kIncompatible = "Update failed!\nIncompatible firmware file for current device!";
-const char* kParseFailed = "Parse firmware data failed!\nInvalid input data or data has been damaged";
+const char* kParseFailed =
+    "Parse firmware data failed!\nInvalid input data or data has been damaged";
 const UpgradeReport kDone{3, "Upgrade success", 100};
 
 }  // namespace
@@ -65,7 +69,8 @@ protected:
     void SetUp() override {
         SimTest::SetUp();
         for (const auto& [group, records] : vxsim::groupRecords())
-            vx_set_device_info_data(group, records.data(), static_cast<uint32_t>(records.size()), nullptr);
+            vx_set_device_info_data(group, records.data(), static_cast<uint32_t>(records.size()),
+                                    nullptr);
         g_otherSleeps = 0;
         libvxsensor::setSleepHook(countSleep);
     }
@@ -77,14 +82,16 @@ protected:
     }
 
     // An update of `file` on a fresh catalog camera that installs by `script`.
-    static std::unique_ptr<vxsim::EmulatedCamera> run(const char* camera, const std::vector<uint8_t>& file,
-                                                      UpgradeRecorder& r, const InstallScript& script = vxsim::quickInstall(),
-                                                      const std::vector<FaultRule>& faults = {}) {
+    static std::unique_ptr<vxsim::EmulatedCamera> run(
+        const char* camera, const std::vector<uint8_t>& file, UpgradeRecorder& r,
+        const InstallScript& script = vxsim::quickInstall(),
+        const std::vector<FaultRule>& faults = {}) {
         auto cam = vxsim::makeCamera(camera);
         vxsim::setInstallScript(*cam, script);
         for (const FaultRule& rule : faults) cam->faults().add(rule);
         g_pollPauses = 0;
-        vx_device_update_firmware_from_raw_data_ext(cam->handle(), file.data(), static_cast<uint32_t>(file.size()),
+        vx_device_update_firmware_from_raw_data_ext(cam->handle(), file.data(),
+                                                    static_cast<uint32_t>(file.size()),
                                                     UpgradeRecorder::record, false, &r, &r.error);
         return cam;
     }
@@ -93,13 +100,19 @@ protected:
 TEST_F(L5ProAndMiroMaxUpdateTest, L5ProImageGoesOutInFullPacketsAndIsFollowedToTheEnd) {
     const auto image = l5proImage();
     UpgradeRecorder r;
-    const auto cam = run("l5pro", image, r, InstallScript().working(2).started().progress(40, "Writing flash").done());
-    EXPECT_EQ(r.reports, (Reports{{4, kTransferring, 33}, {4, kTransferring, 66}, {4, kTransferring, 100},
-                                  {4, kTransferDone, 100}, {2, "Writing flash", 40}, kDone}));
+    const auto cam = run("l5pro", image, r,
+                         InstallScript().working(2).started().progress(40, "Writing flash").done());
+    EXPECT_EQ(r.reports, (Reports{{4, kTransferring, 33},
+                                  {4, kTransferring, 66},
+                                  {4, kTransferring, 100},
+                                  {4, kTransferDone, 100},
+                                  {2, "Writing flash", 40},
+                                  kDone}));
     EXPECT_EQ(r.error, nullptr);
     EXPECT_EQ(g_pollPauses, 3u) << "after each poll before the start and between reports";
     EXPECT_EQ(cam->camera().rawData(vxsim::kFirmwareImageId), image);
-    for (const wire::Request& write : requests(*cam, wire::WriteData)) EXPECT_EQ(write.payload.size(), 8u + 8152u);
+    for (const wire::Request& write : requests(*cam, wire::WriteData))
+        EXPECT_EQ(write.payload.size(), 8u + 8152u);
 }
 
 TEST_F(L5ProAndMiroMaxUpdateTest, TheCamerasVerdictIsPassedOnAndEndsTheUpdate) {
@@ -110,20 +123,28 @@ TEST_F(L5ProAndMiroMaxUpdateTest, TheCamerasVerdictIsPassedOnAndEndsTheUpdate) {
     };
     const UpgradeReport handedOver{2, "Firmware file data is in progress ...", 0};
     const Case cases[] = {
-        {"l5pro", InstallScript().started().failed(-4, "Flash write error"),
+        {"l5pro",
+         InstallScript().started().failed(-4, "Flash write error"),
          {{4, kTransferDone, 100}, {-4, "Flash write error", 0}}},
-        {"miromax", InstallScript().started().failed(-4, "Checksum error"), {handedOver, {-4, "Checksum error", 0}}},
-        {"miromax", InstallScript().started().status(9, 20, "Strange"), {handedOver, {-6, "Strange", 20}}},
-        {"miromax", InstallScript().started().status(1, 250, "Verifying").done(),
+        {"miromax",
+         InstallScript().started().failed(-4, "Checksum error"),
+         {handedOver, {-4, "Checksum error", 0}}},
+        {"miromax",
+         InstallScript().started().status(9, 20, "Strange"),
+         {handedOver, {-6, "Strange", 20}}},
+        {"miromax",
+         InstallScript().started().status(1, 250, "Verifying").done(),
          {handedOver, {1, "Verifying", 100}, kDone}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(std::get<1>(c.verdict[1]));
         UpgradeRecorder r;
         const bool miroMax = std::string(c.camera) == "miromax";
-        const auto cam = run(c.camera, miroMax ? MiroMaxPackage().build() : l5proImage(), r, c.script);
+        const auto cam =
+            run(c.camera, miroMax ? MiroMaxPackage().build() : l5proImage(), r, c.script);
         EXPECT_EQ(lastReports(r.reports, c.verdict.size()), c.verdict);
-        EXPECT_EQ(requests(*cam, wire::StartWriteData).size(), 1u) << "the camera's verdict is not retried";
+        EXPECT_EQ(requests(*cam, wire::StartWriteData).size(), 1u)
+            << "the camera's verdict is not retried";
         EXPECT_EQ(r.error, nullptr);
     }
 }
@@ -150,7 +171,8 @@ TEST_F(L5ProAndMiroMaxUpdateTest, L5ProMainFirmwareMustFitTheDevice) {
         EXPECT_TRUE(requests(*cam, wire::StartWriteData).empty());
     }
     // Composite packages and board images carry no product ids; they are not container files.
-    for (const auto& [camera, image] : {std::pair{"l5pro", bytes(9000, "PK\3\4")}, std::pair{"l945se", bytes(9000, "OTRA")}}) {
+    for (const auto& [camera, image] :
+         {std::pair{"l5pro", bytes(9000, "PK\3\4")}, std::pair{"l945se", bytes(9000, "OTRA")}}) {
         UpgradeRecorder r;
         const auto cam = run(camera, image, r);
         EXPECT_EQ(r.last(), kDone) << camera;
@@ -183,8 +205,11 @@ TEST_F(L5ProAndMiroMaxUpdateTest, L5ProRetriesAFailedTransferAndReportsOnlyTheLa
     const Case cases[] = {
         {{FaultRule::onOpcode(wire::WriteData, 0, Fault::deviceError(9)),
           FaultRule::onOpcode(wire::WriteData, 1, Fault::transportError())},
-         3, kDone},
-        {{FaultRule::onOpcode(wire::WriteData, Fault::deviceError(9))}, 5, {-13, kTransferFailed, 0}},
+         3,
+         kDone},
+        {{FaultRule::onOpcode(wire::WriteData, Fault::deviceError(9))},
+         5,
+         {-13, kTransferFailed, 0}},
     };
     for (const Case& c : cases) {
         UpgradeRecorder r;
@@ -207,7 +232,10 @@ TEST_F(L5ProAndMiroMaxUpdateTest, PollPhasesTimeOutThroughTheSleepSeam) {
     const UpgradeReport timeout{-8, "wait for device upgrade timeout!", 0};
     const Case cases[] = {
         {"l5pro", InstallScript().working(1), 2400, {1, "Preparing", 0}},
-        {"l5pro", InstallScript().started().progress(50, "Installing"), 1200, {2, "Installing", 50}},
+        {"l5pro",
+         InstallScript().started().progress(50, "Installing"),
+         1200,
+         {2, "Installing", 50}},
         {"miromax", InstallScript().working(1), 2400, timeout},
         {"miromax", InstallScript().started().progress(50, "Installing"), 1200, timeout},
     };
@@ -215,7 +243,8 @@ TEST_F(L5ProAndMiroMaxUpdateTest, PollPhasesTimeOutThroughTheSleepSeam) {
         SCOPED_TRACE(std::string(c.camera) + " " + std::to_string(c.pauses));
         UpgradeRecorder r;
         const bool miroMax = std::string(c.camera) == "miromax";
-        const auto cam = run(c.camera, miroMax ? MiroMaxPackage().build() : l5proImage(), r, c.script);
+        const auto cam =
+            run(c.camera, miroMax ? MiroMaxPackage().build() : l5proImage(), r, c.script);
         EXPECT_EQ(g_pollPauses, c.pauses);
         EXPECT_EQ(r.last(), c.last);
         EXPECT_EQ(r.failures().size(), miroMax ? 1u : 0u);
@@ -244,7 +273,8 @@ TEST_F(L5ProAndMiroMaxUpdateTest, MiroMaxPackageIsStreamedInChunksWithThrottledP
     ASSERT_EQ(writes.size(), 41u);
     EXPECT_EQ(writes[40].u32(4), 40u * 8152u);
     EXPECT_EQ(writes[40].payload.size(), 8u + 101u);
-    EXPECT_EQ(writes[40].halfWordSize, 101 / 2 + 4) << "the odd byte is left out of the declared length";
+    EXPECT_EQ(writes[40].halfWordSize, 101 / 2 + 4)
+        << "the odd byte is left out of the declared length";
 }
 
 TEST_F(L5ProAndMiroMaxUpdateTest, MiroMaxRefusalsComeBeforeTheTransfer) {
@@ -255,16 +285,26 @@ TEST_F(L5ProAndMiroMaxUpdateTest, MiroMaxRefusalsComeBeforeTheTransfer) {
         UpgradeReport report;
     };
     const Case cases[] = {
-        {"miromax,conn=USB3.0", MiroMaxPackage().build(), false,
+        {"miromax,conn=USB3.0",
+         MiroMaxPackage().build(),
+         false,
          {-6, "Miro max device only support upgrade firmware via ethernet now!", 0}},
-        {"miromax", MiroMaxPackage().productName("ra-dk700v").build(), false,
+        {"miromax",
+         MiroMaxPackage().productName("ra-dk700v").build(),
+         false,
          {-9, "Firmware mismatch, unsupported product name: ra-dk700v", 0}},
-        {"ra-dk700v", MiroMaxPackage().productName("RA-DK700V").firmwareType(3).build(), false,
+        {"ra-dk700v",
+         MiroMaxPackage().productName("RA-DK700V").firmwareType(3).build(),
+         false,
          {-9, "Parse firmware data failed!\nMiro Max doesn't support upgrade application now", 0}},
-        {"miromax", MiroMaxPackage().firmwareType(7).build(), false,
+        {"miromax",
+         MiroMaxPackage().firmwareType(7).build(),
+         false,
          {-9, "Parse firmware data failed!\nInvalid firmware type: 7", 0}},
         {"miromax", MiroMaxPackage().magic("ZZZZ").build(), false, {-9, kParseFailed, 0}},
-        {"miromax", MiroMaxPackage().build(), true,
+        {"miromax",
+         MiroMaxPackage().build(),
+         true,
          {-6, "Please ensure that you have activated the recovery mode!", 0}},
     };
     for (const Case& c : cases) {
@@ -277,6 +317,7 @@ TEST_F(L5ProAndMiroMaxUpdateTest, MiroMaxRefusalsComeBeforeTheTransfer) {
                                                     UpgradeRecorder::record, false, &r, &r.error);
         EXPECT_EQ(r.reports, Reports{c.report});
         r.expectError(std::get<1>(c.report), "vx_device_update_firmware_from_raw_data_ext", 1);
-        EXPECT_EQ(cam->device().exchanges().size(), c.recoveryOff ? 1u : 0u) << "nothing sent but the mode query";
+        EXPECT_EQ(cam->device().exchanges().size(), c.recoveryOff ? 1u : 0u)
+            << "nothing sent but the mode query";
     }
 }

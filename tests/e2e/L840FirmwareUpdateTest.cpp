@@ -21,7 +21,9 @@ using vxsim::FaultRule;
 namespace {
 
 std::vector<uint32_t> g_sleeps;
-void recordSleep(uint32_t ms) { g_sleeps.push_back(ms); }
+void recordSleep(uint32_t ms) {
+    g_sleeps.push_back(ms);
+}
 
 std::vector<uint8_t> bytes(size_t size, uint8_t seed) {
     std::vector<uint8_t> out(size);
@@ -39,7 +41,8 @@ protected:
     void SetUp() override {
         SimTest::SetUp();
         for (const auto& [group, records] : vxsim::groupRecords())
-            vx_set_device_info_data(group, records.data(), static_cast<uint32_t>(records.size()), nullptr);
+            vx_set_device_info_data(group, records.data(), static_cast<uint32_t>(records.size()),
+                                    nullptr);
         g_sleeps.clear();
         libvxsensor::setSleepHook(recordSleep);
     }
@@ -52,12 +55,13 @@ protected:
     }
 
     void update(vxsim::EmulatedCamera& cam, const std::vector<uint8_t>& file) {
-        vx_device_update_firmware_from_raw_data_ext(cam.handle(), file.data(),
-                                                    static_cast<uint32_t>(file.size()),
-                                                    UpgradeRecorder::record, false, &result, &result.error);
+        vx_device_update_firmware_from_raw_data_ext(
+            cam.handle(), file.data(), static_cast<uint32_t>(file.size()), UpgradeRecorder::record,
+            false, &result, &result.error);
     }
     bool inFlash(vxsim::EmulatedCamera& cam, uint32_t address, const std::vector<uint8_t>& data) {
-        return std::equal(data.begin(), data.end(), cam.camera().flash().begin() + static_cast<std::ptrdiff_t>(address));
+        return std::equal(data.begin(), data.end(),
+                          cam.camera().flash().begin() + static_cast<std::ptrdiff_t>(address));
     }
     static bool untouched(vxsim::EmulatedCamera& cam) {
         return cam.camera().counters().erases == 0 && cam.camera().counters().flashWrites == 0;
@@ -70,19 +74,28 @@ protected:
 
 TEST_F(L840FirmwareUpdateTest, ComponentsLandInFlashWithTheirMessages) {
     auto cam = vxsim::makeCamera("l840");
-    update(*cam, L840Container().serial("Lumex 840")
-                     .component(L840Component().name("boot").address(0x10000).data(boot))
-                     .component(L840Component().name("main").address(0x100000).data(main_).pids({0x0800}))
-                     .build());
-    const std::vector<UpgradeReport> expected{
-        {4, "The boot firmware data transferring!", 80}, {4, "The boot firmware data transferring!", 100},
-        {0, "The boot firmware data verifying!", 80},    {0, "The boot firmware data verifying!", 100},
-        {5, "The boot firmware data verify done!", 100}, {4, "The boot firmware update done!", 100},
-        {4, "The main firmware data transferring!", 32}, {4, "The main firmware data transferring!", 64},
-        {4, "The main firmware data transferring!", 96}, {4, "The main firmware data transferring!", 100},
-        {0, "The main firmware data verifying!", 32},    {0, "The main firmware data verifying!", 64},
-        {0, "The main firmware data verifying!", 96},    {0, "The main firmware data verifying!", 100},
-        {5, "The main firmware data verify done!", 100}, {3, kDone, 100}};
+    update(*cam,
+           L840Container()
+               .serial("Lumex 840")
+               .component(L840Component().name("boot").address(0x10000).data(boot))
+               .component(L840Component().name("main").address(0x100000).data(main_).pids({0x0800}))
+               .build());
+    const std::vector<UpgradeReport> expected{{4, "The boot firmware data transferring!", 80},
+                                              {4, "The boot firmware data transferring!", 100},
+                                              {0, "The boot firmware data verifying!", 80},
+                                              {0, "The boot firmware data verifying!", 100},
+                                              {5, "The boot firmware data verify done!", 100},
+                                              {4, "The boot firmware update done!", 100},
+                                              {4, "The main firmware data transferring!", 32},
+                                              {4, "The main firmware data transferring!", 64},
+                                              {4, "The main firmware data transferring!", 96},
+                                              {4, "The main firmware data transferring!", 100},
+                                              {0, "The main firmware data verifying!", 32},
+                                              {0, "The main firmware data verifying!", 64},
+                                              {0, "The main firmware data verifying!", 96},
+                                              {0, "The main firmware data verifying!", 100},
+                                              {5, "The main firmware data verify done!", 100},
+                                              {3, kDone, 100}};
     EXPECT_EQ(result.reports, expected);
     EXPECT_EQ(result.error, nullptr);
     EXPECT_TRUE(inFlash(*cam, 0x10000, boot));
@@ -91,11 +104,16 @@ TEST_F(L840FirmwareUpdateTest, ComponentsLandInFlashWithTheirMessages) {
 
 TEST_F(L840FirmwareUpdateTest, BootloaderModeFinishesTheFirstStage) {
     auto cam = vxsim::makeCamera("l840,boot");
-    update(*cam, L840Container().serial("Lumex 840")
-                     .component(L840Component().name("main").address(0x100000).data(main_).pids({0x0800}))
-                     .build());
-    EXPECT_EQ(result.last(), (UpgradeReport{7, "Firmware update completed! Please manually reboot your "
-                                               "device, then perform the update again to finish", 100}));
+    update(*cam,
+           L840Container()
+               .serial("Lumex 840")
+               .component(L840Component().name("main").address(0x100000).data(main_).pids({0x0800}))
+               .build());
+    EXPECT_EQ(result.last(),
+              (UpgradeReport{7,
+                             "Firmware update completed! Please manually reboot your "
+                             "device, then perform the update again to finish",
+                             100}));
     EXPECT_TRUE(inFlash(*cam, 0x100000, main_));
 }
 
@@ -116,10 +134,12 @@ TEST_F(L840FirmwareUpdateTest, RefusalsReportStateMessageAndErrorAndLeaveFlashAl
          "Firmware mismatch for  : unmatched serial Lumex 840"},
         {"l845se", L840Container().date("20250407").component(L840Component()).build(), -9,
          "The current firmware is invalid, dateTime: 20250407"},
-        {"l840", L840Container().serial("Lumex 840").component(L840Component().checksumOffBy(1)).build(),
+        {"l840",
+         L840Container().serial("Lumex 840").component(L840Component().checksumOffBy(1)).build(),
          -9, "Checksum mismatch!\nInvalid input file or file has been damaged"},
-        {"l840", L840Container().serial("Lumex 840").component(L840Component().writeSize(5)).build(),
-         -9, "Parse firmware data failed!\nInvalid input data or data has been damaged"},
+        {"l840",
+         L840Container().serial("Lumex 840").component(L840Component().writeSize(5)).build(), -9,
+         "Parse firmware data failed!\nInvalid input data or data has been damaged"},
         {"l5", L840Container().build(), -9, "Invalid input file: too small"},
     };
     for (const Case& c : cases) {
@@ -140,10 +160,12 @@ TEST_F(L840FirmwareUpdateTest, RefusalsReportStateMessageAndErrorAndLeaveFlashAl
 TEST_F(L840FirmwareUpdateTest, BootloaderIdentityReadFailureRefusesBeforeWriting) {
     auto cam = vxsim::makeCamera("l840,boot");
     cam->faults().add(FaultRule::onOpcode(wire::ReadFlash, 0, Fault::transportError()));
-    update(*cam, L840Container().serial("Lumex 840")
-                     .component(L840Component().name("boot").address(0x10000).data(boot))
-                     .component(L840Component().name("main").address(0x100000).data(main_).pids({0x0800}))
-                     .build());
+    update(*cam,
+           L840Container()
+               .serial("Lumex 840")
+               .component(L840Component().name("boot").address(0x10000).data(boot))
+               .component(L840Component().name("main").address(0x100000).data(main_).pids({0x0800}))
+               .build());
     const std::string message = "Failed to read the device identity from flash in bootloader mode";
     EXPECT_EQ(result.reports, (std::vector<UpgradeReport>{{-6, message, 0}}));
     result.expectError(message, "vx_device_update_firmware_from_raw_data_ext", 1);
@@ -158,7 +180,8 @@ TEST_F(L840FirmwareUpdateTest, L845SeAcceptsFirmwareFromTheCutOffDateOn) {
 
 TEST_F(L840FirmwareUpdateTest, ComponentsForOtherDevicesAreSkipped) {
     auto cam = vxsim::makeCamera("l840");
-    update(*cam, L840Container().serial("Lumex 840").component(L840Component().pids({0x0999})).build());
+    update(*cam,
+           L840Container().serial("Lumex 840").component(L840Component().pids({0x0999})).build());
     EXPECT_EQ(result.reports, (std::vector<UpgradeReport>{{-9, kIncompatible, 0}}));
     EXPECT_EQ(result.error, nullptr) << "reported, not thrown";
     EXPECT_TRUE(untouched(*cam));
@@ -166,24 +189,30 @@ TEST_F(L840FirmwareUpdateTest, ComponentsForOtherDevicesAreSkipped) {
     // A last component that does not fit after one that was written: the update succeeded.
     UpgradeRecorder second;
     auto cam2 = vxsim::makeCamera("l840");
-    const auto file = L840Container().serial("Lumex 840")
+    const auto file = L840Container()
+                          .serial("Lumex 840")
                           .component(L840Component().address(0x10000).data(boot))
                           .component(L840Component().pids({0x0999}))
                           .build();
-    vx_device_update_firmware_from_raw_data_ext(cam2->handle(), file.data(), static_cast<uint32_t>(file.size()),
-                                                UpgradeRecorder::record, false, &second, &second.error);
+    vx_device_update_firmware_from_raw_data_ext(
+        cam2->handle(), file.data(), static_cast<uint32_t>(file.size()), UpgradeRecorder::record,
+        false, &second, &second.error);
     EXPECT_EQ(second.last(), (UpgradeReport{3, kDone, 100}));
 }
 
 TEST_F(L840FirmwareUpdateTest, IspComponentsAreSkippedWhenCurrentAndOtherwiseCrcChecked) {
     auto cam = vxsim::makeCamera("l840,isp=2.0.1");
-    update(*cam, L840Container().serial("Lumex 840")
-                     .component(L840Component().name("isp").address(0x580000).version("2.0.2").data(boot))
-                     .component(L840Component().name("isp2").address(0x500000).version("2.0.1").data(main_))
-                     .build());
+    update(
+        *cam,
+        L840Container()
+            .serial("Lumex 840")
+            .component(L840Component().name("isp").address(0x580000).version("2.0.2").data(boot))
+            .component(L840Component().name("isp2").address(0x500000).version("2.0.1").data(main_))
+            .build());
     EXPECT_EQ(result.last(), (UpgradeReport{3, kDone, 100}));
     EXPECT_TRUE(inFlash(*cam, 0x580000, boot));
-    EXPECT_EQ(cam->camera().flash()[0x500000], 0xFF) << "the version the device runs is not written";
+    EXPECT_EQ(cam->camera().flash()[0x500000], 0xFF)
+        << "the version the device runs is not written";
     EXPECT_EQ(cam->camera().counters().crcChecks, 1u);
     EXPECT_EQ(cam->camera().counters().flashBytesRead, 0u) << "CRC instead of read-back";
 }
@@ -191,22 +220,26 @@ TEST_F(L840FirmwareUpdateTest, IspComponentsAreSkippedWhenCurrentAndOtherwiseCrc
 TEST_F(L840FirmwareUpdateTest, AComponentThatFailsFiveTimesIsReportedOnceAndEndsTheUpdate) {
     auto cam = vxsim::makeCamera("l840");
     cam->faults().add(FaultRule::onOpcode(wire::WriteFlash, Fault::deviceError(9)));
-    update(*cam, L840Container().serial("Lumex 840")
+    update(*cam, L840Container()
+                     .serial("Lumex 840")
                      .component(L840Component().name("boot").address(0x10000).data(boot))
                      .component(L840Component().name("main").address(0x100000).data(main_))
                      .build());
     EXPECT_EQ(result.failures(),
               (std::vector<UpgradeReport>{{-13, "The boot firmware data transfer failed!", 0}}));
     EXPECT_EQ(result.last(), result.failures().back());
-    EXPECT_EQ(cam->camera().counters().erases, 5u) << "five attempts, the second component untouched";
+    EXPECT_EQ(cam->camera().counters().erases, 5u)
+        << "five attempts, the second component untouched";
     EXPECT_TRUE(g_sleeps.empty()) << "only KovraA devices pause between attempts";
 }
 
 TEST_F(L840FirmwareUpdateTest, TwoFailedAttemptsThenSuccessReportNoFailure) {
     auto cam = vxsim::makeCamera("l840");
-    cam->faults().add(FaultRule::onOpcode(wire::ReadFlash, 0, Fault::bitFlip(3)))
+    cam->faults()
+        .add(FaultRule::onOpcode(wire::ReadFlash, 0, Fault::bitFlip(3)))
         .add(FaultRule::onOpcode(wire::WriteFlash, 4, Fault::transportError()));
-    update(*cam, L840Container().serial("Lumex 840").component(L840Component().data(main_)).build());
+    update(*cam,
+           L840Container().serial("Lumex 840").component(L840Component().data(main_)).build());
     EXPECT_TRUE(result.failures().empty());
     EXPECT_EQ(result.last(), (UpgradeReport{3, kDone, 100}));
     EXPECT_EQ(cam->camera().counters().erases, 3u);
@@ -223,11 +256,13 @@ TEST_F(L840FirmwareUpdateTest, KovraAPausesTwoSecondsBetweenAttempts) {
 TEST_F(L840FirmwareUpdateTest, FromAFile) {
     auto cam = vxsim::makeCamera("l840");
     const std::string path = ::testing::TempDir() + "l840-update.bin";
-    const auto file = L840Container().serial("Lumex 840").component(L840Component().data(boot)).build();
-    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(file.data()),
-                                                static_cast<std::streamsize>(file.size()));
-    vx_device_update_firmware_ext(cam->handle(), path.c_str(), UpgradeRecorder::record, false, &result,
-                                  &result.error);
+    const auto file =
+        L840Container().serial("Lumex 840").component(L840Component().data(boot)).build();
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(file.data()),
+               static_cast<std::streamsize>(file.size()));
+    vx_device_update_firmware_ext(cam->handle(), path.c_str(), UpgradeRecorder::record, false,
+                                  &result, &result.error);
     std::remove(path.c_str());
     EXPECT_EQ(result.last(), (UpgradeReport{3, kDone, 100}));
     EXPECT_EQ(result.error, nullptr);
@@ -236,18 +271,19 @@ TEST_F(L840FirmwareUpdateTest, FromAFile) {
 TEST_F(L840FirmwareUpdateTest, UnreadableFilesAreReportedBeforeAnyTraffic) {
     auto cam = vxsim::makeCamera("l840");
     const std::string message = "Failed to read firmware file";
-    vx_device_update_firmware_ext(cam->handle(), "/no/such/file.bin", UpgradeRecorder::record, false,
-                                  &result, &result.error);
+    vx_device_update_firmware_ext(cam->handle(), "/no/such/file.bin", UpgradeRecorder::record,
+                                  false, &result, &result.error);
     EXPECT_EQ(result.reports, (std::vector<UpgradeReport>{{-12, message, 0}}));
     result.expectError(message, "vx_device_update_firmware_ext", 7);
 
     UpgradeRecorder silent;
-    vx_device_update_firmware_ext(cam->handle(), "/no/such/file.bin", nullptr, false, nullptr, &silent.error);
+    vx_device_update_firmware_ext(cam->handle(), "/no/such/file.bin", nullptr, false, nullptr,
+                                  &silent.error);
     silent.expectError(message, "vx_device_update_firmware_ext", 7);
 
     UpgradeRecorder directory;
-    vx_device_update_firmware_ext(cam->handle(), ::testing::TempDir().c_str(), UpgradeRecorder::record,
-                                  false, &directory, &directory.error);
+    vx_device_update_firmware_ext(cam->handle(), ::testing::TempDir().c_str(),
+                                  UpgradeRecorder::record, false, &directory, &directory.error);
     EXPECT_EQ(directory.reports, (std::vector<UpgradeReport>{{-5, message, 0}}));
     EXPECT_TRUE(cam->device().exchanges().empty());
 }

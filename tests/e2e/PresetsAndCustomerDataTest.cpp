@@ -22,7 +22,8 @@ protected:
     void SetUp() override {
         SimTest::SetUp();
         for (const auto& [group, records] : vxsim::groupRecords())
-            vx_set_device_info_data(group, records.data(), static_cast<uint32_t>(records.size()), nullptr);
+            vx_set_device_info_data(group, records.data(), static_cast<uint32_t>(records.size()),
+                                    nullptr);
     }
     void TearDown() override {
         for (const std::string& path : written_) std::remove(path.c_str());
@@ -31,24 +32,31 @@ protected:
     }
 
     // Writes the files and runs the preset entry point with them (missing paths stay missing).
-    UpgradeRecorder upload(vxsim::EmulatedCamera& cam, const std::vector<std::vector<uint8_t>>& files,
+    UpgradeRecorder upload(vxsim::EmulatedCamera& cam,
+                           const std::vector<std::vector<uint8_t>>& files,
                            std::vector<std::string> paths = {}) {
         for (size_t i = 0; i < files.size(); ++i) {
             paths.push_back(::testing::TempDir() + "preset-" + std::to_string(i) + ".bin");
             std::ofstream(paths.back(), std::ios::binary)
-                .write(reinterpret_cast<const char*>(files[i].data()), static_cast<std::streamsize>(files[i].size()));
+                .write(reinterpret_cast<const char*>(files[i].data()),
+                       static_cast<std::streamsize>(files[i].size()));
             written_.push_back(paths.back());
         }
         std::vector<std::array<char, 1024>> slots(paths.size());
-        for (size_t i = 0; i < paths.size(); ++i) std::strncpy(slots[i].data(), paths[i].c_str(), 1023);
+        for (size_t i = 0; i < paths.size(); ++i)
+            std::strncpy(slots[i].data(), paths[i].c_str(), 1023);
         UpgradeRecorder r;
         vx_device_update_optional_depth_presets_ext(
-            cam.handle(), reinterpret_cast<const char(*)[1024]>(slots.data()), static_cast<uint8_t>(slots.size()),
-            UpgradeRecorder::record, &r, &r.error);
+            cam.handle(), reinterpret_cast<const char(*)[1024]>(slots.data()),
+            static_cast<uint8_t>(slots.size()), UpgradeRecorder::record, &r, &r.error);
         return r;
     }
-    static std::vector<uint8_t> file(uint32_t address, uint8_t fill, const char* product = "Lumex 800") {
-        return PresetFile().product(product).record(PresetRecord().address(address).data(std::vector<uint8_t>(300, fill))).build();
+    static std::vector<uint8_t> file(uint32_t address, uint8_t fill,
+                                     const char* product = "Lumex 800") {
+        return PresetFile()
+            .product(product)
+            .record(PresetRecord().address(address).data(std::vector<uint8_t>(300, fill)))
+            .build();
     }
     static std::vector<int> percents(const UpgradeRecorder& r) {
         std::vector<int> out;
@@ -61,27 +69,33 @@ protected:
 
 TEST_F(PresetsTest, ThreeFilesLandInFlashBetweenClearAndFinish) {
     auto cam = vxsim::makeCamera("l840");
-    cam->camera().writeFlashDirect(vxsim::kPresetAreaOffset, std::vector<uint8_t>(vxsim::kPresetAreaSize, 0));
-    const UpgradeRecorder r = upload(*cam, {file(0x7F0000, 1), file(0x7F1000, 2), file(0x7F2000, 3)});
+    cam->camera().writeFlashDirect(vxsim::kPresetAreaOffset,
+                                   std::vector<uint8_t>(vxsim::kPresetAreaSize, 0));
+    const UpgradeRecorder r =
+        upload(*cam, {file(0x7F0000, 1), file(0x7F1000, 2), file(0x7F2000, 3)});
     EXPECT_EQ(percents(r), (std::vector<int>{0, 20, 40, 60, 80, 100}));
     EXPECT_EQ(r.reports.front(), (UpgradeReport{1, "Ready to update custom preset...", 0}));
-    EXPECT_EQ(r.reports[2], (UpgradeReport{4, "Completed data transfer for custom preset file 1", 40}));
+    EXPECT_EQ(r.reports[2],
+              (UpgradeReport{4, "Completed data transfer for custom preset file 1", 40}));
     EXPECT_EQ(r.last(), (UpgradeReport{3, "Update successfully!", 100}));
     EXPECT_EQ(r.error, nullptr);
-    for (uint8_t i = 0; i < 3; ++i) EXPECT_EQ(cam->camera().flash()[0x7F0000 + 0x1000u * i + 299], i + 1);
+    for (uint8_t i = 0; i < 3; ++i)
+        EXPECT_EQ(cam->camera().flash()[0x7F0000 + 0x1000u * i + 299], i + 1);
     EXPECT_EQ(cam->camera().flash()[0x7F0000 + 300], 0xFF) << "the old presets were cleared";
     EXPECT_EQ(cam->camera().property(214), 1) << "finished";
 }
 
 TEST_F(PresetsTest, OneFileRunsInThirds) {
     auto cam = vxsim::makeCamera("l815");
-    EXPECT_EQ(percents(upload(*cam, {file(0x7F0000, 1, "Lumex 815")})), (std::vector<int>{0, 33, 66, 100}));
+    EXPECT_EQ(percents(upload(*cam, {file(0x7F0000, 1, "Lumex 815")})),
+              (std::vector<int>{0, 33, 66, 100}));
 }
 
 TEST_F(PresetsTest, ADuplicateFileIsDroppedAndSaidSo) {
     auto cam = vxsim::makeCamera("l840");
     const UpgradeRecorder r = upload(*cam, {file(0x7F0000, 1), file(0x7F0000, 1)});
-    EXPECT_EQ(r.last(), (UpgradeReport{6, "Update successfully! Duplicated presets have been ignored", 100}));
+    EXPECT_EQ(r.last(),
+              (UpgradeReport{6, "Update successfully! Duplicated presets have been ignored", 100}));
 }
 
 TEST_F(PresetsTest, RefusalsBeforeAnyTraffic) {
@@ -93,16 +107,34 @@ TEST_F(PresetsTest, RefusalsBeforeAnyTraffic) {
     };
     const Case cases[] = {
         {"l840", {}, -11, "The number of preset file must be 1~3!"},
-        {"l840", {file(0, 1), file(0, 2), file(0, 3), file(0, 4)}, -11, "The number of preset file must be 1~3!"},
-        {"kovra-a,fw=1.9.02", {file(0, 1)}, -10, "Unsupported device! Firmware version must be >= 1.9.03"},
-        {"l840,fw=1.4.40", {file(0, 1)}, -10, "Unsupported device! Firmware version must be >= 1.4.41"},
-        {"l5", {file(0, 1)}, -10, "Failed to create OptionalDepthPresetsUpdater! Unsupported device, pid: 1648"},
+        {"l840",
+         {file(0, 1), file(0, 2), file(0, 3), file(0, 4)},
+         -11,
+         "The number of preset file must be 1~3!"},
+        {"kovra-a,fw=1.9.02",
+         {file(0, 1)},
+         -10,
+         "Unsupported device! Firmware version must be >= 1.9.03"},
+        {"l840,fw=1.4.40",
+         {file(0, 1)},
+         -10,
+         "Unsupported device! Firmware version must be >= 1.4.41"},
+        {"l5",
+         {file(0, 1)},
+         -10,
+         "Failed to create OptionalDepthPresetsUpdater! Unsupported device, pid: 1648"},
         {"l840", {file(0, 1, "Lumex 999")}, -9, "Preset data product mismatch: Lumex 999"},
-        {"l840", {PresetFile().record(PresetRecord().pids({0x0999})).build()}, -9,
+        {"l840",
+         {PresetFile().record(PresetRecord().pids({0x0999})).build()},
+         -9,
          "Preset data is not adaptable with the current device, pid: 2048"},
-        {"l840", {PresetFile().record(PresetRecord()).record(PresetRecord()).build()}, -9,
+        {"l840",
+         {PresetFile().record(PresetRecord()).record(PresetRecord()).build()},
+         -9,
          "All preset file data is mismatched!"},
-        {"l840", {PresetFile().record(PresetRecord().writeSize(65)).build()}, -9,
+        {"l840",
+         {PresetFile().record(PresetRecord().writeSize(65)).build()},
+         -9,
          "Parse preset data failed!\nInvalid input data or data has been damaged"},
     };
     for (const Case& c : cases) {
@@ -116,7 +148,8 @@ TEST_F(PresetsTest, RefusalsBeforeAnyTraffic) {
 }
 
 TEST_F(PresetsTest, ABootloaderListedInTheGroupsIsRefusedAfterTheFirmwareGate) {
-    const uint8_t records[] = {0x6E, 0x3A, 0x00, 0x08, 0x6E, 0x3A, 0x01, 0x05};  // l840 and its bootloader
+    const uint8_t records[] = {0x6E, 0x3A, 0x00, 0x08,
+                               0x6E, 0x3A, 0x01, 0x05};  // l840 and its bootloader
     vx_set_device_info_data(0, records, sizeof records, nullptr);
     vx_set_device_info_data(4, records, sizeof records, nullptr);
     const std::pair<const char*, const char*> cases[] = {
@@ -124,7 +157,8 @@ TEST_F(PresetsTest, ABootloaderListedInTheGroupsIsRefusedAfterTheFirmwareGate) {
         {"l840,boot,fw=1.7.16", "Unsupported device in bootloader mode!"}};
     for (const auto& [model, message] : cases) {
         auto cam = vxsim::makeCamera(model);
-        EXPECT_EQ(upload(*cam, {file(0, 1)}).reports, (std::vector<UpgradeReport>{{-10, message, 0}}));
+        EXPECT_EQ(upload(*cam, {file(0, 1)}).reports,
+                  (std::vector<UpgradeReport>{{-10, message, 0}}));
         EXPECT_TRUE(cam->device().exchanges().empty());
     }
 }
@@ -149,7 +183,8 @@ TEST_F(PresetsTest, TransferFailuresAreReportedWithTheirState) {
               (UpgradeReport{-6, "Failed to finish upgrading the custom preset", 66}));
 
     auto flaky = vxsim::makeCamera("l840");
-    for (uint64_t n = 0; n < 4; ++n) flaky->faults().add(FaultRule::onOpcode(wire::WriteFlash, n, Fault::deviceError(9)));
+    for (uint64_t n = 0; n < 4; ++n)
+        flaky->faults().add(FaultRule::onOpcode(wire::WriteFlash, n, Fault::deviceError(9)));
     const UpgradeRecorder retried = upload(*flaky, {file(0x7F0000, 1)});
     EXPECT_EQ(retried.failures().size(), 4u) << "four failed attempts, the fifth succeeds";
     EXPECT_EQ(retried.last(), (UpgradeReport{3, "Update successfully!", 100}));
@@ -158,8 +193,11 @@ TEST_F(PresetsTest, TransferFailuresAreReportedWithTheirState) {
     broken->faults().add(FaultRule::onOpcode(wire::WriteFlash, Fault::deviceError(9)));
     const UpgradeRecorder aborted = upload(*broken, {file(0x7F0000, 1)});
     EXPECT_EQ(aborted.failures().size(), 6u);
-    EXPECT_EQ(aborted.last(), (UpgradeReport{-6, "Failed to write custom preset file 1 after retries, aborting "
-                                                 "upgrade. last error: Custom preset data transfer failed!", 33}));
+    EXPECT_EQ(aborted.last(),
+              (UpgradeReport{-6,
+                             "Failed to write custom preset file 1 after retries, aborting "
+                             "upgrade. last error: Custom preset data transfer failed!",
+                             33}));
     EXPECT_FALSE(broken->camera().property(214).has_value()) << "no finish after an abort";
 }
 
@@ -172,13 +210,15 @@ TEST_F(PresetsTest, L945SeTakesItsPresetImageThroughTheFirmwarePath) {
     EXPECT_EQ(cam->camera().rawData(4060), image);
 
     const UpgradeRecorder two = upload(*cam, {image, image});
-    EXPECT_EQ(two.reports, (std::vector<UpgradeReport>{{-11, "The number of preset file must be 1!", 0}}));
+    EXPECT_EQ(two.reports,
+              (std::vector<UpgradeReport>{{-11, "The number of preset file must be 1!", 0}}));
 }
 
 class CustomerDataTest : public PresetsTest {};
 
 TEST_F(CustomerDataTest, WrittenDataReadsBackForEachFamily) {
-    const std::pair<const char*, uint32_t> families[] = {{"l840", 128}, {"l945se", 700}, {"openni", 32}};
+    const std::pair<const char*, uint32_t> families[] = {
+        {"l840", 128}, {"l945se", 700}, {"openni", 32}};
     for (const auto& [model, size] : families) {
         SCOPED_TRACE(model);
         auto cam = vxsim::makeCamera(model);
@@ -210,14 +250,15 @@ TEST_F(CustomerDataTest, RefusalsSendNothing) {
     refused("l840", 129, "The length of the written data is greater than 128 bytes!");
     refused("openni", 33, "The length of the written data is greater than 32.");
     refused("l840,fw=1.7.15", 16,
-            "Write Custom data failed! The device firmware version is less than 1.7.16, please upgrade the device!");
+            "Write Custom data failed! The device firmware version is less than 1.7.16, please "
+            "upgrade the device!");
     refused("l5", 16, "Unsupported device to create FirmwareUpdater!");
     refused("kovra-a", 16, "Unsupported device to create FirmwareUpdater!");
 }
 
 TEST_F(CustomerDataTest, TransferFailuresCarryTheFamilysMessage) {
-    const std::pair<const char*, const char*> families[] = {{"l840", "Custom Data transfer failed!"},
-                                                            {"openni", "Custom Data write failed!"}};
+    const std::pair<const char*, const char*> families[] = {
+        {"l840", "Custom Data transfer failed!"}, {"openni", "Custom Data write failed!"}};
     for (const auto& [model, message] : families) {
         auto cam = vxsim::makeCamera(model);
         cam->faults().add(FaultRule::onOpcode(wire::WriteData, Fault::deviceError(2)));
@@ -245,10 +286,12 @@ TEST_F(CustomerDataTest, OldFirmwareStillReadsAndASmallBufferIsProtected) {
     liar->camera().addRawDataObject(1052, 1024, std::vector<uint8_t>(200, 1));
     std::vector<uint8_t> area(128, 0);
     size = 0;
-    EXPECT_THROW(vx_device_read_customer_data_ext(liar->handle(), area.data(), &size), std::runtime_error);
+    EXPECT_THROW(vx_device_read_customer_data_ext(liar->handle(), area.data(), &size),
+                 std::runtime_error);
 
     std::vector<uint8_t> small(64, 0);
     size = 64;
-    EXPECT_THROW(vx_device_read_customer_data_ext(cam->handle(), small.data(), &size), std::runtime_error);
+    EXPECT_THROW(vx_device_read_customer_data_ext(cam->handle(), small.data(), &size),
+                 std::runtime_error);
     EXPECT_EQ(small, std::vector<uint8_t>(64, 0)) << "nothing written past what the caller offered";
 }

@@ -43,7 +43,8 @@ protected:
 TEST_F(FirmwareUpdaterFactoryTest, L840FamilySelection) {
     EXPECT_EQ(choose(0x3A6E, 0x0843), "L840") << "L815 models by their constant list";
     EXPECT_EQ(choose(0x3A6E, 0x0501, true), "L840") << "a bootloader that answers the probe";
-    EXPECT_EQ(choose(0x1234, 0x0800), "refused: Failed to create FirmwareUpdater! Unsupported device, vid:4660 pid: 2048");
+    EXPECT_EQ(choose(0x1234, 0x0800),
+              "refused: Failed to create FirmwareUpdater! Unsupported device, vid:4660 pid: 2048");
     const uint8_t foreign[] = {0x34, 0x12, 0x00, 0x08};
     setDeviceInfoData(4, foreign, sizeof foreign);
     EXPECT_EQ(choose(0x1234, 0x0800), "L840") << "group tables carry their own vendor ids";
@@ -58,7 +59,8 @@ TEST_F(FirmwareUpdaterFactoryTest, SelectionOrderOfTheOtherFamilies) {
     EXPECT_EQ(choose(0x3A6E, 0x069D), "OpenNI");
     EXPECT_EQ(choose(0x3A6E, 0x0501, false), "L5") << "a bootloader that does not answer the probe";
     EXPECT_EQ(choose(0x3A6E, 0x0400, false), "OpenNI");
-    EXPECT_EQ(choose(0x3A6E, 0x066B), "refused: Failed to create FirmwareUpdater! Unsupported device, vid:14958 pid: 1643");
+    EXPECT_EQ(choose(0x3A6E, 0x066B),
+              "refused: Failed to create FirmwareUpdater! Unsupported device, vid:14958 pid: 1643");
     const uint8_t l945se[] = {0x6E, 0x3A, 0x70, 0x06};  // an L5 pid listed as L945Se
     setDeviceInfoData(6, l945se, sizeof l945se);
     EXPECT_EQ(choose(0x3A6E, 0x0670), "L5Pro") << "device groups come before the constant lists";

@@ -50,8 +50,9 @@ TEST(L5FirmwareParserTest, Refusals) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.file.size());
-        EXPECT_EQ(refusal([&] { L5FirmwareParser(c.file.data(), static_cast<uint32_t>(c.file.size())); }),
-                  c.message);
+        EXPECT_EQ(
+            refusal([&] { L5FirmwareParser(c.file.data(), static_cast<uint32_t>(c.file.size())); }),
+            c.message);
     }
     EXPECT_EQ(refusal([] { L5FirmwareParser(nullptr, 4096); }), "Invalid input file: too small");
 }
@@ -60,7 +61,7 @@ TEST(L5FirmwareParserTest, WriteAddressBySize) {
     const struct {
         uint32_t size;
         uint32_t address;
-    } cases[] = {{100, 0}, {0x10000, 0}, {0x60000, 0}, {0xA0000, 0},
+    } cases[] = {{100, 0},           {0x10000, 0},       {0x60000, 0},      {0xA0000, 0},
                  {0x50000, 0x10000}, {0x30000, 0x20000}, {0x40000, 0x20000}};
     for (const auto& c : cases) {
         EXPECT_EQ(l5Address(L5Image().size(c.size).build()), c.address) << std::hex << c.size;

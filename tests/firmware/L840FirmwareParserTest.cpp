@@ -121,8 +121,12 @@ TEST_F(L840FirmwareParserTest, ComponentsComeBackAsBuilt) {
     L840Container container;
     container.headerSize(128).trailing(bytes(33, 9));  // records start at the declared header size
     for (const auto& e : expected) {
-        container.component(L840Component().name(e.name).version(e.version).address(e.address)
-                                .writeSize(e.writeSize).data(e.data));
+        container.component(L840Component()
+                                .name(e.name)
+                                .version(e.version)
+                                .address(e.address)
+                                .writeSize(e.writeSize)
+                                .data(e.data));
     }
     const std::vector<uint8_t> file = container.build();
     const L840FirmwareParser parser(parse(file));
@@ -139,9 +143,11 @@ TEST_F(L840FirmwareParserTest, ComponentsComeBackAsBuilt) {
         EXPECT_EQ(fw.data, expected[i].data) << i;
         const L840ComponentView& view = inPlace.components()[i];
         EXPECT_EQ(view.header, fw.header) << i;
-        EXPECT_TRUE(view.data.begin() >= file.data() && view.data.end() <= file.data() + file.size())
+        EXPECT_TRUE(view.data.begin() >= file.data() &&
+                    view.data.end() <= file.data() + file.size())
             << i;
-        EXPECT_TRUE(std::equal(view.data.begin(), view.data.end(), fw.data.begin(), fw.data.end())) << i;
+        EXPECT_TRUE(std::equal(view.data.begin(), view.data.end(), fw.data.begin(), fw.data.end()))
+            << i;
     }
 }
 

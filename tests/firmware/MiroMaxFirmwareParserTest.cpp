@@ -14,7 +14,8 @@ using namespace libvxsensor;
 
 namespace {
 
-const std::string kParseFailed = "2: Parse firmware data failed!\nInvalid input data or data has been damaged";
+const std::string kParseFailed =
+    "2: Parse firmware data failed!\nInvalid input data or data has been damaged";
 
 // "accepted", or "<exception type>: <message>" of the refusal.
 template <typename Source>
@@ -51,7 +52,8 @@ TEST(MiroMaxFirmwareParserTest, PackageChecks) {
 }
 
 TEST(MiroMaxFirmwareParserTest, ProductNameKeepsFifteenCharactersAndTypeIsLittleEndian) {
-    const auto package = MiroMaxPackage().productName("ABCDEFGHIJKLMNOP").firmwareType(0x01020304).build();
+    const auto package =
+        MiroMaxPackage().productName("ABCDEFGHIJKLMNOP").firmwareType(0x01020304).build();
     MiroMaxFirmwareParser parser(package);
     EXPECT_EQ(parser.getFileHeader().productName, "ABCDEFGHIJKLMNO");
     EXPECT_EQ(parser.getFileHeader().firmwareType, 0x01020304u);
@@ -61,8 +63,9 @@ TEST(MiroMaxFirmwareParserTest, FileModeRefusesMissingAndPresentFiles) {
     EXPECT_EQ(parse(std::string("/no/such/package.bin")), "0: Failed to read firmware file!");
     const std::string path = ::testing::TempDir() + "miromax-package.bin";
     const auto package = MiroMaxPackage().build();
-    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(package.data()),
-                                                static_cast<std::streamsize>(package.size()));
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(package.data()),
+               static_cast<std::streamsize>(package.size()));
     EXPECT_EQ(parse(path), kParseFailed) << "a valid package is refused from a file too";
     std::remove(path.c_str());
 }

@@ -34,12 +34,15 @@ TEST_F(L840PresetParserTest, DamagedFiles) {
     EXPECT_EQ(refusal(PresetFile().headerSize(128).record(record).build()), "");
     EXPECT_EQ(refusal(PresetFile().count(0).record(record).build()), kDamaged);
     EXPECT_EQ(refusal(PresetFile().magic(0x74737271).record(record).build()), kDamaged);
-    EXPECT_EQ(refusal(PresetFile().headerSize(40).record(record).build()), kDamaged) << "magic not covered";
+    EXPECT_EQ(refusal(PresetFile().headerSize(40).record(record).build()), kDamaged)
+        << "magic not covered";
     EXPECT_EQ(refusal(PresetFile().record(record).truncateTo(64 + 100).build()), kDamaged)
         << "record header past the end";
     EXPECT_EQ(refusal(PresetFile().record(PresetRecord().claimedLength(65)).build()), kPastEnd);
-    EXPECT_EQ(refusal(PresetFile().count(3).record(record).build()), kDamaged) << "count beyond the records";
-    EXPECT_EQ(refusal(PresetFile().count(0xFFFFFFFF).record(PresetRecord().headerSize(0)).build()), kDamaged);
+    EXPECT_EQ(refusal(PresetFile().count(3).record(record).build()), kDamaged)
+        << "count beyond the records";
+    EXPECT_EQ(refusal(PresetFile().count(0xFFFFFFFF).record(PresetRecord().headerSize(0)).build()),
+              kDamaged);
 }
 
 TEST_F(L840PresetParserTest, ChecksumIsVerifiedEvenForRecordsThatWouldBeDropped) {
@@ -58,13 +61,15 @@ TEST_F(L840PresetParserTest, ChecksumIsVerifiedEvenForRecordsThatWouldBeDropped)
 }
 
 TEST_F(L840PresetParserTest, OnlyRecordsThatFitTheDeviceAreKept) {
-    const auto file = PresetFile()
-                          .record(PresetRecord().address(0x10).pids({}))                  // fits all
-                          .record(PresetRecord().address(0x20).pids({0x0800, 0, 0x0803}))  // gaps are looked past
-                          .record(PresetRecord().address(0x30).pids({0x0801}))
-                          .record(PresetRecord().address(0x40).headerSize(104))            // no pid slots at all
-                          .build();
-    const L840OptionalDepthPresetsParser parser(file.data(), static_cast<uint32_t>(file.size()), 0x0803);
+    const auto file =
+        PresetFile()
+            .record(PresetRecord().address(0x10).pids({}))                   // fits all
+            .record(PresetRecord().address(0x20).pids({0x0800, 0, 0x0803}))  // gaps are looked past
+            .record(PresetRecord().address(0x30).pids({0x0801}))
+            .record(PresetRecord().address(0x40).headerSize(104))  // no pid slots at all
+            .build();
+    const L840OptionalDepthPresetsParser parser(file.data(), static_cast<uint32_t>(file.size()),
+                                                0x0803);
     std::vector<uint32_t> kept;
     for (const auto& r : parser.getDataList()) kept.push_back(r.flashAddress());
     EXPECT_EQ(kept, (std::vector<uint32_t>{0x10, 0x20, 0x40}));
@@ -72,7 +77,8 @@ TEST_F(L840PresetParserTest, OnlyRecordsThatFitTheDeviceAreKept) {
 }
 
 TEST_F(L840PresetParserTest, MutatedFilesParseOrAreRefusedCleanly) {
-    const auto good = PresetFile().record(PresetRecord()).record(PresetRecord().address(0x100)).build();
+    const auto good =
+        PresetFile().record(PresetRecord()).record(PresetRecord().address(0x100)).build();
     std::mt19937 rng(5);
     int parsed = 0;
     int refused = 0;
@@ -82,7 +88,8 @@ TEST_F(L840PresetParserTest, MutatedFilesParseOrAreRefusedCleanly) {
             file[rng() % file.size()] = static_cast<uint8_t>(rng());
         if (round % 3 == 0) file.resize(rng() % file.size());
         try {
-            L840OptionalDepthPresetsParser parser(file.data(), static_cast<uint32_t>(file.size()), 0x0800);
+            L840OptionalDepthPresetsParser parser(file.data(), static_cast<uint32_t>(file.size()),
+                                                  0x0800);
             ++parsed;
         } catch (const std::runtime_error&) {
             ++refused;

@@ -117,7 +117,8 @@ TEST_F(EmulatorTest, EveryHostCallHonoursItsSwitch) {
     vx_device_t* dev = camera.handle();
     uint32_t size = 0;
     const std::map<HostCall, std::function<bool(vx_error**)>> calls{
-        {HostCall::GetDeviceInfo, [&](vx_error** e) {
+        {HostCall::GetDeviceInfo,
+         [&](vx_error** e) {
              vx_device_info* made = vx_device_get_device_info(dev, e);
              vx_delete_device_info(made, nullptr);
              return made != nullptr;
@@ -128,23 +129,27 @@ TEST_F(EmulatorTest, EveryHostCallHonoursItsSwitch) {
          [&](vx_error** e) { return vx_device_info_get_connection_type(info, e) != nullptr; }},
         {HostCall::InfoGetFirmwareVersion,
          [&](vx_error** e) { return vx_device_info_get_firmware_version(info, e) != nullptr; }},
-        {HostCall::DeleteDeviceInfo, [&](vx_error** e) {
+        {HostCall::DeleteDeviceInfo,
+         [&](vx_error** e) {
              // A failing delete still frees the object; only the error tells it failed.
              const int live = host().liveDeviceInfos();
              vx_delete_device_info(vx_device_get_device_info(dev, nullptr), e);
              return host().liveDeviceInfos() == live && *e == nullptr;
          }},
-        {HostCall::SendAndReceive, [&](vx_error** e) {
+        {HostCall::SendAndReceive,
+         [&](vx_error** e) {
              vx_device_send_and_receive_data(dev, memory, 1, memory, &(size = 4), e);
              return size == 2;
          }},
-        {HostCall::GetStructuredData, [&](vx_error** e) {
+        {HostCall::GetStructuredData,
+         [&](vx_error** e) {
              vx_device_get_structured_data(dev, 5, memory, &(size = 4), e);
              return size == 1;
          }},
         {HostCall::GetExtensionInfo,
          [&](vx_error** e) { return vx_device_get_extension_info(dev, "serial", e) != nullptr; }},
-        {HostCall::LogExternalMessage, [&](vx_error** e) {
+        {HostCall::LogExternalMessage,
+         [&](vx_error** e) {
              vx_log_external_message(VX_LOG_SEVERITY_INFO, "m", "x", "f", "g", 1, e);
              return !host().logLines().empty();
          }},

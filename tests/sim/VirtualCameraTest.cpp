@@ -24,11 +24,11 @@
 namespace {
 
 using Bytes = std::vector<uint8_t>;
+using ::testing::HasSubstr;
+using ::testing::ThrowsMessage;
 using vxsim::Fault;
 using vxsim::FaultKind;
 using vxsim::FaultRule;
-using ::testing::HasSubstr;
-using ::testing::ThrowsMessage;
 namespace wire = vxsim::wire;
 
 // The camera's error codes as they travel (vxsim::CameraStatus).
@@ -113,9 +113,9 @@ TEST_F(VirtualCameraTest, FlashIsNorMemoryWithCheckedRanges) {
 
     const uint32_t end = static_cast<uint32_t>(camera->flash().size());
     const Bytes before = camera->flash();
-    for (const Bytes& bad : {req(wire::WriteFlash, {end - 1}, {0, 0}),
-                             req(wire::EraseFlash, {end - 4, 5}),
-                             req(wire::EraseFlash, {0xFFFFFFFF, 2}), readFlashReq(end - 2, 2)}) {
+    for (const Bytes& bad :
+         {req(wire::WriteFlash, {end - 1}, {0, 0}), req(wire::EraseFlash, {end - 4, 5}),
+          req(wire::EraseFlash, {0xFFFFFFFF, 2}), readFlashReq(end - 2, 2)}) {
         EXPECT_EQ(send(device, bad).status(), kOutOfRange);
     }
     EXPECT_EQ(camera->flash(), before);
@@ -151,9 +151,8 @@ TEST_F(VirtualCameraTest, PropertiesAndStructureSequences) {
     EXPECT_EQ(static_cast<int32_t>(wire::le32(&got.data()[0])), -2);
 
     // The hook sees the signed value, and its status is the answer.
-    camera->setPropertyHook(214, [](uint32_t, int32_t value) -> uint16_t {
-        return value == -1 ? 0x0042 : 0x8001;
-    });
+    camera->setPropertyHook(
+        214, [](uint32_t, int32_t value) -> uint16_t { return value == -1 ? 0x0042 : 0x8001; });
     EXPECT_EQ(send(device, req(wire::SetProperty, {214, 0xFFFFFFFF})).status(), 0x0042);
     EXPECT_FALSE(camera->property(214).has_value());  // refused, not stored
     EXPECT_EQ(send(device, req(wire::SetProperty, {214, 5})).status(), 0x8001);
@@ -207,7 +206,8 @@ TEST_F(FaultPlanTest, EveryFaultKindSpoilsARead) {
     const Bytes data{0x11, 0x22, 0x33, 0x44};
     using Check = std::function<bool(const Answer&)>;
     const auto failed = [](const Answer& a) { return a.failed; };
-    const std::vector<std::tuple<Fault, bool, Check>> cases{  // fault, executed, what it spoils
+    const std::vector<std::tuple<Fault, bool, Check>> cases{
+        // fault, executed, what it spoils
         {Fault::transportError(), false, failed},
         {Fault::staleRequestId(), true, [](const Answer& a) { return a.bytes[6] == 6; }},
         {Fault::busy(), false, [](const Answer& a) { return a.status() == 3; }},
@@ -220,7 +220,9 @@ TEST_F(FaultPlanTest, EveryFaultKindSpoilsARead) {
          [](const Answer& a) { return a.bytes.size() == 8u + 2u * wire::le16(&a.bytes[2]) + 4u; }},
         {Fault::overlongLength(64), true, [](const Answer& a) { return a.reported == 128; }},
         {Fault::bitFlip(9), true,
-         [](const Answer& a) { return a.data() == Bytes{0x11, 0x20, 0x33, 0x44}; }},
+         [](const Answer& a) {
+             return a.data() == Bytes{0x11, 0x20, 0x33, 0x44};
+         }},
         {Fault::disappear(), false, failed},
     };
     ASSERT_EQ(cases.size(), vxsim::kFaultKindCount);
@@ -269,8 +271,8 @@ TEST_F(RecordingTest, LinkModelAccountsEveryExchangeWithoutSleeping) {
         send(device, req(wire::HeartbeatAndState));
         EXPECT_TRUE(send(device, {'X'}).failed);  // a failed exchange costs time too
         const double all = device.modelledSeconds();
-        EXPECT_DOUBLE_EQ(all, 3 * link.latencySeconds +
-                                  (12.0 + 480 + 10 + 8 + 18 + 1) / link.bytesPerSecond);
+        EXPECT_DOUBLE_EQ(
+            all, 3 * link.latencySeconds + (12.0 + 480 + 10 + 8 + 18 + 1) / link.bytesPerSecond);
         device.setRecording(false);  // the clock runs on without the log
         send(device, req(wire::HeartbeatAndState));
         EXPECT_EQ(device.exchanges().size(), 3u);
@@ -318,11 +320,15 @@ TEST_F(ModelCatalogTest, CatalogBuildsCamerasFromOneLine) {
     for (const std::string& name : vxsim::modelNames()) EXPECT_NO_THROW(vxsim::makeCamera(name));
 
     // Each refusal names what is wrong.
-    const std::map<std::string, std::string> refused{
-        {"", "no model"}, {"l999", "'l999'"}, {"l840,colour=red", "'colour=red'"},
-        {"l840,boot=1", "'boot' takes no value"}, {"l815,boot", "no bootloader"},
-        {"l840,flash=1M", "8 MiB"}, {"l840,flash=12Q", "'12Q'"}, {"l840,fw=", "'fw='"},
-        {"l840,boot,saveinfo=fallback", "L5-family"}};
+    const std::map<std::string, std::string> refused{{"", "no model"},
+                                                     {"l999", "'l999'"},
+                                                     {"l840,colour=red", "'colour=red'"},
+                                                     {"l840,boot=1", "'boot' takes no value"},
+                                                     {"l815,boot", "no bootloader"},
+                                                     {"l840,flash=1M", "8 MiB"},
+                                                     {"l840,flash=12Q", "'12Q'"},
+                                                     {"l840,fw=", "'fw='"},
+                                                     {"l840,boot,saveinfo=fallback", "L5-family"}};
     for (const auto& [description, why] : refused) {
         EXPECT_THAT([d = description] { vxsim::makeCamera(d); },
                     ThrowsMessage<std::invalid_argument>(HasSubstr(why)));
@@ -357,7 +363,7 @@ TEST_F(ModelCatalogTest, GroupRecordsListEveryRunTimeFamily) {
     EXPECT_EQ(groups[3], (Bytes{0x6E, 0x3A, 0x10, 0x08}));
     EXPECT_EQ(groups[6], (Bytes{0x6E, 0x3A, 0x30, 0x08}));
     EXPECT_EQ(groups[4], (Bytes{0x6E, 0x3A, 0x00, 0x08, 0x6E, 0x3A, 0x10, 0x08,  // l840, kovra-a
-                                0x6E, 0x3A, 0x20, 0x08}));                     // l845se
+                                0x6E, 0x3A, 0x20, 0x08}));                       // l845se
     const Bytes& names = groups[5];
     ASSERT_EQ(names.size(), 4u * 68u);
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(&names[68 + 4])), "Kovra A");

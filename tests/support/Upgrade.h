@@ -17,9 +17,8 @@ struct UpgradeRecorder {
     vx_error* error = nullptr;
 
     static void record(VXUpgradeState state, const char* message, uint8_t percent, void* self) {
-        static_cast<UpgradeRecorder*>(self)->reports.emplace_back(static_cast<int>(state),
-                                                                  message != nullptr ? message : "",
-                                                                  static_cast<int>(percent));
+        static_cast<UpgradeRecorder*>(self)->reports.emplace_back(
+            static_cast<int>(state), message != nullptr ? message : "", static_cast<int>(percent));
     }
     ~UpgradeRecorder() { vx_delete_error(error); }
 

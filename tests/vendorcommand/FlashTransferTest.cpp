@@ -35,18 +35,22 @@ protected:
     // Opcodes of the recorded requests, in order.
     std::vector<int> opcodes() const {
         std::vector<int> out;
-        for (const auto& e : device.exchanges()) out.push_back(wire::parseRequest(e.request)->opcode);
+        for (const auto& e : device.exchanges())
+            out.push_back(wire::parseRequest(e.request)->opcode);
         return out;
     }
     std::vector<size_t> writeSizes() const {
         std::vector<size_t> out;
         for (const auto& e : device.exchanges()) {
-            if (wire::parseRequest(e.request)->opcode == wire::WriteFlash) out.push_back(e.request.size() - 12);
+            if (wire::parseRequest(e.request)->opcode == wire::WriteFlash)
+                out.push_back(e.request.size() - 12);
         }
         return out;
     }
     // Alters answers of the camera through `edit`.
-    void tamper(Tamper::Edit edit) { device.setResponder(std::make_shared<Tamper>(camera, std::move(edit))); }
+    void tamper(Tamper::Edit edit) {
+        device.setResponder(std::make_shared<Tamper>(camera, std::move(edit)));
+    }
 
     std::shared_ptr<vxsim::VirtualCamera> camera = std::make_shared<vxsim::VirtualCamera>();
     vxsim::Device device{{0x3A6E, 0x0800, "USB3.0", "1.7.16", {}}};
@@ -57,8 +61,9 @@ TEST_F(FlashTransferTest, ReadBackWriteReportsEveryStepAndLandsInFlash) {
     const auto image = pattern(1000);
     vc::writeFlash(device.handle(), 0x20000, image.data(), 1000, progress.callback(), false,
                    vc::VERIFY_READ_BACK, 480);
-    EXPECT_EQ(progress.reports, (Reports{{0, 48}, {0, 96}, {0, 100}, {1, 48}, {1, 96}, {1, 100},
-                                         {4, 100}, {2, 100}}));
+    EXPECT_EQ(
+        progress.reports,
+        (Reports{{0, 48}, {0, 96}, {0, 100}, {1, 48}, {1, 96}, {1, 100}, {4, 100}, {2, 100}}));
     EXPECT_TRUE(std::equal(image.begin(), image.end(), camera->flash().begin() + 0x20000));
     EXPECT_EQ(opcodes(), (std::vector<int>{13, 14, 14, 14, 15, 25, 25, 25}));
     EXPECT_EQ(writeSizes(), (std::vector<size_t>{480, 480, 40}));
@@ -71,7 +76,8 @@ TEST_F(FlashTransferTest, ExactMultipleOfTheChunkNeedsNoShortWrite) {
 }
 
 TEST_F(FlashTransferTest, EmptyWriteStillErasesAndFinishes) {
-    vc::writeFlash(device.handle(), 0, nullptr, 0, progress.callback(), false, vc::VERIFY_READ_BACK, 480);
+    vc::writeFlash(device.handle(), 0, nullptr, 0, progress.callback(), false, vc::VERIFY_READ_BACK,
+                   480);
     EXPECT_EQ(opcodes(), (std::vector<int>{13, 15}));
     EXPECT_EQ(progress.reports, (Reports{{4, 100}, {2, 100}}));
 }
@@ -94,13 +100,14 @@ TEST_F(FlashTransferTest, OneDifferingByteFailsVerificationAfterReadingEverythin
     const auto image = pattern(1000);
     vc::writeFlash(device.handle(), 0, image.data(), 1000, progress.callback(), false,
                    vc::VERIFY_READ_BACK, 480);
-    EXPECT_EQ(progress.reports, (Reports{{0, 48}, {0, 96}, {0, 100}, {1, 48}, {-4, 96}, {1, 52},
-                                         {-4, 0}}));
+    EXPECT_EQ(progress.reports,
+              (Reports{{0, 48}, {0, 96}, {0, 100}, {1, 48}, {-4, 96}, {1, 52}, {-4, 0}}));
 }
 
 TEST_F(FlashTransferTest, FailedStepIsReportedOnceAndNothingMoreIsSent) {
     tamper([](const wire::Request& r, int nth, vxsim::Reply& reply) {
-        if (r.opcode == wire::WriteFlash && nth == 1) reply = wire::statusReply(r, 0x0009, "program failed");
+        if (r.opcode == wire::WriteFlash && nth == 1)
+            reply = wire::statusReply(r, 0x0009, "program failed");
     });
     const auto image = pattern(1000);
     vc::writeFlash(device.handle(), 0, image.data(), 1000, progress.callback(), false,
@@ -164,8 +171,9 @@ TEST_F(FlashTransferTest, ShortReadAnswerIsAFailureNotStaleData) {
 
 TEST_F(FlashTransferTest, PacketSizesThatCannotFitARequestAreRefusedBeforeAnyTraffic) {
     const auto image = pattern(10);
-    EXPECT_THROW(vc::writeFlash(device.handle(), 0, image.data(), 10, {}, false, vc::VERIFY_NONE, 0),
-                 std::invalid_argument);
+    EXPECT_THROW(
+        vc::writeFlash(device.handle(), 0, image.data(), 10, {}, false, vc::VERIFY_NONE, 0),
+        std::invalid_argument);
     EXPECT_THROW(vc::readFlash(device.handle(), 0, 10, {}, false, 1013), std::invalid_argument);
     EXPECT_TRUE(device.exchanges().empty());
 }

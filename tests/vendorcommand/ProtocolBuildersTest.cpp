@@ -32,9 +32,14 @@ Built build(const std::function<uint8_t*(uint8_t*)>& builder, size_t length) {
 
 // Header bytes expected for a request, with the id the builder chose.
 Bytes header(uint16_t halfWordSize, uint16_t opcode, uint16_t id) {
-    return {'G', 'M', static_cast<uint8_t>(halfWordSize), static_cast<uint8_t>(halfWordSize >> 8),
-            static_cast<uint8_t>(opcode), static_cast<uint8_t>(opcode >> 8),
-            static_cast<uint8_t>(id), static_cast<uint8_t>(id >> 8)};
+    return {'G',
+            'M',
+            static_cast<uint8_t>(halfWordSize),
+            static_cast<uint8_t>(halfWordSize >> 8),
+            static_cast<uint8_t>(opcode),
+            static_cast<uint8_t>(opcode >> 8),
+            static_cast<uint8_t>(id),
+            static_cast<uint8_t>(id >> 8)};
 }
 
 Bytes cat(Bytes a, const Bytes& b) {
@@ -54,46 +59,89 @@ TEST(ProtocolBuilders, FixedLayoutRequests) {
         Bytes payload;
     };
     const Case cases[] = {
-        {"get property", [](uint8_t* b) { return initGetPropertyReq(b, 0x01020304); }, 2, 1,
+        {"get property",
+         [](uint8_t* b) { return initGetPropertyReq(b, 0x01020304); },
+         2,
+         1,
          {4, 3, 2, 1}},
-        {"set property", [](uint8_t* b) { return initSetPropertyReq(b, 213, 1); }, 4, 2,
+        {"set property",
+         [](uint8_t* b) { return initSetPropertyReq(b, 213, 1); },
+         4,
+         2,
          {213, 0, 0, 0, 1, 0, 0, 0}},
-        {"get structure", [](uint8_t* b) { return initGetStructureDataReq(b, 1006); }, 2, 3,
+        {"get structure",
+         [](uint8_t* b) { return initGetStructureDataReq(b, 1006); },
+         2,
+         3,
          {0xEE, 0x03, 0, 0}},
         {"heartbeat", [](uint8_t* b) { return initHeartbeatAndStateReq(b); }, 0, 5, {}},
-        {"erase", [](uint8_t* b) { return initEraseFlashReq(b, 0xA1000, 0x10000); }, 4, 13,
+        {"erase",
+         [](uint8_t* b) { return initEraseFlashReq(b, 0xA1000, 0x10000); },
+         4,
+         13,
          {0x00, 0x10, 0x0A, 0, 0x00, 0x00, 0x01, 0}},
         {"finish write", [](uint8_t* b) { return initFinishWriteFlashReq(b); }, 0, 15, {}},
         {"finish write crc",
-         [](uint8_t* b) { return initFinishWriteFlashWithCrc32Req(b, 0x0376E6E7); }, 2, 15,
+         [](uint8_t* b) { return initFinishWriteFlashWithCrc32Req(b, 0x0376E6E7); },
+         2,
+         15,
          {0xE7, 0xE6, 0x76, 0x03}},
-        {"raw length", [](uint8_t* b) { return initGetRawDataLength(b, 1052, 0); }, 2, 17,
+        {"raw length",
+         [](uint8_t* b) { return initGetRawDataLength(b, 1052, 0); },
+         2,
+         17,
          {0x1C, 0x04, 0, 0}},
         {"read raw",
-         [](uint8_t* b) { return initReadRawData(b, 1052, 480, 40); }, 6, 18,
+         [](uint8_t* b) { return initReadRawData(b, 1052, 480, 40); },
+         6,
+         18,
          {0x1C, 0x04, 0, 0, 0xE0, 0x01, 0, 0, 40, 0, 0, 0}},
-        {"finish read raw", [](uint8_t* b) { return initFinishReadRawData(b, 1052); }, 2, 19,
+        {"finish read raw",
+         [](uint8_t* b) { return initFinishReadRawData(b, 1052); },
+         2,
+         19,
          {0x1C, 0x04, 0, 0}},
         {"start write raw",
-         [](uint8_t* b) { return initStartWriteRawDataReq(b, 4039, 0x01000000); }, 4, 20,
+         [](uint8_t* b) { return initStartWriteRawDataReq(b, 4039, 0x01000000); },
+         4,
+         20,
          {0xC7, 0x0F, 0, 0, 0, 0, 0, 1}},
-        {"finish write raw", [](uint8_t* b) { return initFinishWriteRawDataReq(b, 4039); }, 2,
-         22, {0xC7, 0x0F, 0, 0}},
-        {"read flash", [](uint8_t* b) { return initReadFlashReq(b, 0x100000, 768); }, 3, 25,
+        {"finish write raw",
+         [](uint8_t* b) { return initFinishWriteRawDataReq(b, 4039); },
+         2,
+         22,
+         {0xC7, 0x0F, 0, 0}},
+        {"read flash",
+         [](uint8_t* b) { return initReadFlashReq(b, 0x100000, 768); },
+         3,
+         25,
          {0, 0, 0x10, 0, 0x80, 0x01}},
         {"cmd version", [](uint8_t* b) { return initGetCmdVersionReq(b, 7); }, 2, 26, {7, 0, 0, 0}},
-        {"get structure v1.1", [](uint8_t* b) { return initGetStructureDataReqV1_1(b, 7); }, 2,
-         27, {7, 0, 0, 0}},
-        {"start list", [](uint8_t* b) { return initStartGetStructureDataList(b, 9); }, 2, 29,
+        {"get structure v1.1",
+         [](uint8_t* b) { return initGetStructureDataReqV1_1(b, 7); },
+         2,
+         27,
+         {7, 0, 0, 0}},
+        {"start list",
+         [](uint8_t* b) { return initStartGetStructureDataList(b, 9); },
+         2,
+         29,
          {9, 0, 0, 0}},
-        {"get list", [](uint8_t* b) { return initGetStructureDataList(b, 9, 16, 32); }, 6, 30,
+        {"get list",
+         [](uint8_t* b) { return initGetStructureDataList(b, 9, 16, 32); },
+         6,
+         30,
          {9, 0, 0, 0, 16, 0, 0, 0, 32, 0, 0, 0}},
-        {"finish list", [](uint8_t* b) { return initFinishGetStructureDataList(b, 9); }, 2, 31,
+        {"finish list",
+         [](uint8_t* b) { return initFinishGetStructureDataList(b, 9); },
+         2,
+         31,
          {9, 0, 0, 0}},
     };
     for (const Case& c : cases) {
         const Built built = build(c.builder, 8 + c.payload.size());
-        EXPECT_EQ(built.bytes, cat(header(c.halfWordSize, c.opcode, built.id), c.payload)) << c.name;
+        EXPECT_EQ(built.bytes, cat(header(c.halfWordSize, c.opcode, built.id), c.payload))
+            << c.name;
     }
 }
 
@@ -146,7 +194,8 @@ TEST(ProtocolBuilders, EveryBuilderTakesAFreshId) {
 
 TEST(ProtocolBuilders, ExpectedResponseSizes) {
     for (int op : {3, 5, 27}) EXPECT_EQ(getExpectedRespSize(static_cast<uint16_t>(op)), 512) << op;
-    for (int op : {18, 25, 30}) EXPECT_EQ(getExpectedRespSize(static_cast<uint16_t>(op)), 1024) << op;
+    for (int op : {18, 25, 30})
+        EXPECT_EQ(getExpectedRespSize(static_cast<uint16_t>(op)), 1024) << op;
     for (int op : {1, 2, 4, 13, 14, 15, 17, 19, 20, 21, 22, 26, 28, 29, 31, 99})
         EXPECT_EQ(getExpectedRespSize(static_cast<uint16_t>(op)), 64) << op;
 }

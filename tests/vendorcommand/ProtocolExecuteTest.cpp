@@ -48,7 +48,10 @@ protected:
         return [](const Request& r, uint32_t) {
             return Reply{vxsim::wire::makeResponse(r.opcode, static_cast<uint16_t>(r.requestId - 1),
                                                    0, std::vector<uint8_t>(20, 0)),
-                         {}, false, false, {}};
+                         {},
+                         false,
+                         false,
+                         {}};
         };
     }
 
@@ -198,8 +201,12 @@ TEST_F(ExecuteTest, TransportFailuresAreNeverRetried) {
 
 TEST_F(ExecuteTest, ALengthBeyondTheOfferedBufferIsRefused) {
     answers = {[](const Request& r, uint32_t capacity) {
-        Reply reply{vxsim::wire::makeResponse(r.opcode, r.requestId, 0, std::vector<uint8_t>(20, 0)),
-                    capacity + 4000, false, false, {}};
+        Reply reply{
+            vxsim::wire::makeResponse(r.opcode, r.requestId, 0, std::vector<uint8_t>(20, 0)),
+            capacity + 4000,
+            false,
+            false,
+            {}};
         return reply;
     }};
     const HpStatus s = run();
@@ -231,7 +238,8 @@ TEST_F(ExecuteTest, RandomAnswersOfEveryLengthStayInsideTheBuffers) {
             }};
             std::vector<uint8_t> exact(getExpectedRespSize(OPCODE_GET_PROPERTY));
             initGetPropertyReq(request.data(), 1);
-            const HpStatus s = execute(camera.handle(), request.data(), 12, exact.data(), &responseLength);
+            const HpStatus s =
+                execute(camera.handle(), request.data(), 12, exact.data(), &responseLength);
             EXPECT_LE(responseLength, exact.size());
             if (s.statusCode == HP_STATUS_OK) {
                 EXPECT_NO_THROW(parseSetPropertyResp(exact.data(), responseLength));

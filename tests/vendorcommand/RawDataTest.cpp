@@ -60,9 +60,11 @@ TEST_F(RawDataTest, LargePacketsOfTheStreamingSizeFitTheirRequests) {
 }
 
 TEST_F(RawDataTest, FailedChunkStopsWithOneReportAndNoFinish) {
-    device.setResponder(std::make_shared<Tamper>(camera, [](const wire::Request& r, int nth, vxsim::Reply& reply) {
-        if (r.opcode == wire::WriteData && nth == 1) reply = wire::statusReply(r, 0x0002, "bad offset");
-    }));
+    device.setResponder(
+        std::make_shared<Tamper>(camera, [](const wire::Request& r, int nth, vxsim::Reply& reply) {
+            if (r.opcode == wire::WriteData && nth == 1)
+                reply = wire::statusReply(r, 0x0002, "bad offset");
+        }));
     const auto data = pattern(1000);
     vc::setRawData(device.handle(), 1052, data.data(), 1000, progress.callback(), 480);
     EXPECT_EQ(progress.reports, (Reports{{0, 48}, {-3, 0}}));
@@ -100,9 +102,10 @@ TEST_F(RawDataTest, EmptyObjectIsAskedForItsLengthAndFinished) {
 
 TEST_F(RawDataTest, ReadFailuresThrowAndStop) {
     camera->setRawData(1052, pattern(1000));
-    device.setResponder(std::make_shared<Tamper>(camera, [](const wire::Request& r, int nth, vxsim::Reply& reply) {
-        if (r.opcode == wire::ReadData && nth == 1) reply = wire::okReply(r, {1, 2, 3});
-    }));
+    device.setResponder(
+        std::make_shared<Tamper>(camera, [](const wire::Request& r, int nth, vxsim::Reply& reply) {
+            if (r.opcode == wire::ReadData && nth == 1) reply = wire::okReply(r, {1, 2, 3});
+        }));
     GetProgress got;
     EXPECT_THROW(vc::getRawData(device.handle(), 1052, got.callback(), 480), std::runtime_error);
     EXPECT_EQ(got.reports, (Reports{{0, 0}})) << "a short answer is not handed on";

@@ -37,7 +37,7 @@ protected:
 
 TEST_F(PacketSizeTest, FollowsTheConnectionTypeExactly) {
     const std::pair<const char*, uint32_t> cases[] = {
-        {"GMSL2", 232}, {"Ethernet", 560}, {"USB3.0", 480}, {"USB2.0", 480},
+        {"GMSL2", 232}, {"Ethernet", 560},  {"USB3.0", 480}, {"USB2.0", 480},
         {"gmsl2", 480}, {"Ethernet ", 480}, {"", 480},
     };
     for (const auto& [connection, size] : cases) {
@@ -72,7 +72,8 @@ TEST_F(PacketSizeTest, ClampTouchesOnlyL845SeDevicesAboveTheThreshold) {
     host().reset();
     EXPECT_EQ(VendorCommand::resolvePacketSize(camera.handle(), 512), 512u);
     EXPECT_EQ(VendorCommand::resolvePacketSize(camera.handle(), 0), 0u);
-    EXPECT_EQ(host().callCount(vxsim::HostCall::GetDeviceInfo), 0u) << "no device query at or below 512";
+    EXPECT_EQ(host().callCount(vxsim::HostCall::GetDeviceInfo), 0u)
+        << "no device query at or below 512";
     EXPECT_EQ(VendorCommand::resolvePacketSize(camera.handle(), 513), 512u);
     EXPECT_EQ(VendorCommand::resolvePacketSize(camera.handle(), 600), 512u);
     host().failCall(vxsim::HostCall::InfoGetPid, {0, 1, "gone"});
@@ -118,8 +119,9 @@ TEST_F(PropertyCommandTest, GetPropertyReadsTheValueOrThrowsLeavingItUntouched) 
         VendorCommand::getPropertyValue(camera.handle(), 133, value);
         FAIL() << "no exception";
     } catch (const std::runtime_error& e) {
-        EXPECT_STREQ(e.what(),
-                     "Request failed, device response with error, errorCode: 33, msg: no such property");
+        EXPECT_STREQ(
+            e.what(),
+            "Request failed, device response with error, errorCode: 33, msg: no such property");
     }
     EXPECT_EQ(value.intValue, 7);
 }
@@ -144,7 +146,8 @@ TEST_F(PropertyCommandTest, StructureDataLimits) {
         VendorCommand::getStructureData(camera.handle(), 1006, out.data(), size, 10);
         FAIL() << "no exception";
     } catch (const std::runtime_error& e) {
-        EXPECT_STREQ(e.what(), "getStructureData: buffer too small!") << "checked before expected size";
+        EXPECT_STREQ(e.what(), "getStructureData: buffer too small!")
+            << "checked before expected size";
     }
     script(camera, answerWith(std::vector<uint8_t>(12, 3)));
     EXPECT_THROW(
@@ -166,7 +169,10 @@ TEST_F(PropertyCommandTest, StructureWithALyingLengthIsRefused) {
         const auto request = vxsim::wire::parseRequest(bytes);
         Reply reply{vxsim::wire::makeResponse(request->opcode, request->requestId, 0,
                                               std::vector<uint8_t>(1100, 7)),
-                    capacity + 1488, false, false, {}};
+                    capacity + 1488,
+                    false,
+                    false,
+                    {}};
         return reply;
     });
     std::vector<uint8_t> out(4095);
@@ -194,7 +200,8 @@ TEST_F(PropertyCommandTest, OnlyAGoodAnswerIsTakenAsAStructure) {
     };
 
     script(camera, refuseWith(4, "unknown structure 1006"));
-    expectRefused("Request failed, device response with error, errorCode: 4, msg: unknown structure 1006");
+    expectRefused(
+        "Request failed, device response with error, errorCode: 4, msg: unknown structure 1006");
 
     script(camera, refuseWith(0x8001, "still booting"));
     expectRefused("getStructureData: device answered with a warning, no data");
@@ -223,7 +230,8 @@ TEST_F(PropertyCommandTest, EmptyStructureIsRaisedThroughCheckStatus) {
         VendorCommand::getStructureData(camera.handle(), 1006, out.data(), size, 0);
         FAIL() << "no exception";
     } catch (const std::runtime_error& e) {
-        EXPECT_STREQ(e.what(),
-                     "Request failed, statusCode: 12, msg: get structure data return data size invalid");
+        EXPECT_STREQ(
+            e.what(),
+            "Request failed, statusCode: 12, msg: get structure data return data size invalid");
     }
 }

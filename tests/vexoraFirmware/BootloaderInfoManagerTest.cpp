@@ -11,7 +11,8 @@ using namespace libvxsensor;
 namespace {
 
 // A 56-byte L5 save-info record with the two serial prefixes.
-std::vector<uint8_t> l5Record(const char* prefixA, const char* prefixB, uint32_t magic = 0x5AA5CDDC) {
+std::vector<uint8_t> l5Record(const char* prefixA, const char* prefixB,
+                              uint32_t magic = 0x5AA5CDDC) {
     std::vector<uint8_t> r(56, 0);
     for (int i = 0; i < 4; ++i) r[static_cast<size_t>(i)] = static_cast<uint8_t>(magic >> (8 * i));
     std::copy(prefixA, prefixA + 3, r.begin() + 20);
@@ -28,7 +29,9 @@ std::vector<uint8_t> l840Record(uint16_t vid, uint16_t pid) {
     return r;
 }
 
-size_t readsOf(const vxsim::Device& device) { return device.exchanges().size(); }
+size_t readsOf(const vxsim::Device& device) {
+    return device.exchanges().size();
+}
 
 }  // namespace
 
@@ -66,7 +69,8 @@ TEST_F(BootloaderInfoTest, L5FallsBackToTheSecondOffset) {
 TEST_F(BootloaderInfoTest, L5WithoutUsableSaveInfoStaysInTheBootloaderIdentity) {
     L5BootloaderInfoManager manager;
     EXPECT_EQ(manager.getDevicePid(device.handle(), 256), 0x0501);
-    EXPECT_EQ(logLinesWith("Invalid flash chunk data! Requested 1520815580 but 4294967295").size(), 1u);
+    EXPECT_EQ(logLinesWith("Invalid flash chunk data! Requested 1520815580 but 4294967295").size(),
+              1u);
     EXPECT_EQ(logLinesWith("Save info is empty, use bootloader pid 1281").size(), 1u);
     EXPECT_EQ(manager.getDeviceName(), "");
 
@@ -96,14 +100,16 @@ TEST_F(BootloaderInfoTest, L840TrustsOnlyKnownIdentities) {
     for (const Case& c : cases) {
         camera->writeFlashDirect(0xA1000, l840Record(c.vid, c.pid));
         L840BootloaderInfoManager manager;
-        EXPECT_EQ(manager.getDeviceVidPid(device.handle(), 480), c.expected) << c.vid << ":" << c.pid;
+        EXPECT_EQ(manager.getDeviceVidPid(device.handle(), 480), c.expected)
+            << c.vid << ":" << c.pid;
         EXPECT_EQ(manager.getDevicePid(device.handle(), 480), 0x0501);
     }
 }
 
 TEST_F(BootloaderInfoTest, L840NameComesFromTheDeviceGroupTable) {
     auto cam = vxsim::makeCamera("l840,boot");
-    for (const auto& [group, records] : vxsim::groupRecords()) setDeviceInfoData(group, records.data(), static_cast<uint32_t>(records.size()));
+    for (const auto& [group, records] : vxsim::groupRecords())
+        setDeviceInfoData(group, records.data(), static_cast<uint32_t>(records.size()));
     L840BootloaderInfoManager manager;
     EXPECT_EQ(manager.getDeviceVidPid(cam->handle(), 480), 0x0800u << 16 | 0x3A6E);
     EXPECT_EQ(manager.getDeviceName(), "Lumex 840");

@@ -25,7 +25,8 @@ std::optional<std::vector<uint8_t>> readWholeFile(const std::string& path) {
     std::vector<uint8_t> bytes;
     uint8_t block[65536];
     size_t n = 0;
-    while ((n = std::fread(block, 1, sizeof block, file)) > 0) bytes.insert(bytes.end(), block, block + n);
+    while ((n = std::fread(block, 1, sizeof block, file)) > 0)
+        bytes.insert(bytes.end(), block, block + n);
     const bool failed = std::ferror(file) != 0;
     std::fclose(file);
     if (failed) return std::nullopt;
@@ -36,7 +37,8 @@ std::optional<uint64_t> parseNumber(const std::string& text, uint64_t max) {
     const bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
     const std::string digits = hex ? text.substr(2) : text;
     const char* allowed = hex ? "0123456789abcdefABCDEF" : "0123456789";
-    if (digits.empty() || digits.find_first_not_of(allowed) != std::string::npos) return std::nullopt;
+    if (digits.empty() || digits.find_first_not_of(allowed) != std::string::npos)
+        return std::nullopt;
     errno = 0;
     const unsigned long long value = std::strtoull(digits.c_str(), nullptr, hex ? 16 : 10);
     if (errno == ERANGE || value > max) return std::nullopt;

@@ -37,7 +37,8 @@ void addDeviceOptions(CLI::App* command, DeviceArgs& args) {
                         "Work on an emulated camera: MODEL[,option=value...]; options conn, fw, "
                         "boot, flash, isp, saveinfo, fault=TARGET[@N]:KIND[:VALUE], disappear=N, "
                         "link=usb2|usb3|gmsl2|ethernet, install=ok|fail|never, state=FILE");
-    command->add_flag("-v,--verbose", args.verbose, "Show the library's warnings and errors on stderr");
+    command->add_flag("-v,--verbose", args.verbose,
+                      "Show the library's warnings and errors on stderr");
 }
 
 const CLI::Validator kNumber(
@@ -46,7 +47,9 @@ const CLI::Validator kNumber(
     },
     "NUMBER");
 
-uint32_t number(const std::string& text) { return static_cast<uint32_t>(*parseNumber(text, UINT32_MAX)); }
+uint32_t number(const std::string& text) {
+    return static_cast<uint32_t>(*parseNumber(text, UINT32_MAX));
+}
 
 double secondsSince(std::chrono::steady_clock::time_point start) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -77,7 +80,8 @@ class Run {
 public:
     Run(DeviceSource& source, uint64_t totalBytes)
         : progress(
-              stdout, isatty(fileno(stdout)) != 0, [&source] { return source.usage(); }, totalBytes) {}
+              stdout, isatty(fileno(stdout)) != 0, [&source] { return source.usage(); },
+              totalBytes) {}
 
     Progress progress;
     bool installing = false;
@@ -98,8 +102,9 @@ public:
 void onUpgrade(VXUpgradeState state, const char* message, uint8_t percent, void* user) {
     auto* run = static_cast<Run*>(user);
     if (state == VX_UPGRADE_STATE_DEVICE_INSTALLING) run->installing = true;
-    run->progress.report(state, upgradeState(state).name, message != nullptr ? message : "", percent,
-                         state == VX_UPGRADE_STATE_TRANSFERRING || state == VX_UPGRADE_STATE_VERIFYING);
+    run->progress.report(
+        state, upgradeState(state).name, message != nullptr ? message : "", percent,
+        state == VX_UPGRADE_STATE_TRANSFERRING || state == VX_UPGRADE_STATE_VERIFYING);
 }
 
 // The flash callbacks carry no message; these say what each state means for a write or a read.
@@ -123,8 +128,9 @@ const char* flashMessage(VXDataTranState state, bool writing) {
 }
 
 void onTransfer(Run& run, VXDataTranState state, int percent, bool writing) {
-    run.progress.report(state, transferState(state).name, flashMessage(state, writing), percent,
-                        state == VX_DATA_TRAN_STATE_TRANSFERRING || state == VX_DATA_TRAN_STATE_VERIFYING);
+    run.progress.report(
+        state, transferState(state).name, flashMessage(state, writing), percent,
+        state == VX_DATA_TRAN_STATE_TRANSFERRING || state == VX_DATA_TRAN_STATE_VERIFYING);
 }
 
 // The update entry points report through the callback and an error object; the error's text is
@@ -167,15 +173,16 @@ ExitCode presets(DeviceSource& source, vx_device_t* device, const std::vector<st
     const auto slots = std::make_unique<char[][kPathSlot]>(paths.size());
     uint64_t total = 0;
     for (size_t i = 0; i < paths.size(); ++i) {
-        if (paths[i].size() >= kPathSlot) throw UsageError("path longer than 1023 bytes: " + paths[i]);
+        if (paths[i].size() >= kPathSlot)
+            throw UsageError("path longer than 1023 bytes: " + paths[i]);
         std::memcpy(slots[i], paths[i].c_str(), paths[i].size() + 1);
         total += sizeOf(paths[i]);
     }
     Run run(source, total);
     vx_error* error = nullptr;
     const auto start = std::chrono::steady_clock::now();
-    vx_device_update_optional_depth_presets_ext(device, slots.get(), static_cast<uint8_t>(paths.size()),
-                                                onUpgrade, &run, &error);
+    vx_device_update_optional_depth_presets_ext(
+        device, slots.get(), static_cast<uint8_t>(paths.size()), onUpgrade, &run, &error);
     const double seconds = secondsSince(start);
     const ExitCode code = finishUpgrade(run, error);
     source.report(stdout, seconds);
@@ -227,7 +234,8 @@ void checkRange(uint32_t offset, uint64_t size) {
         throw UsageError("the range passes the end of a 32-bit flash address space");
 }
 
-ExitCode writeFlash(DeviceSource& source, vx_device_t* device, uint32_t offset, const std::string& path) {
+ExitCode writeFlash(DeviceSource& source, vx_device_t* device, uint32_t offset,
+                    const std::string& path) {
     const std::vector<uint8_t> data = readInput(path);
     checkRange(offset, data.size());
     Run run(source, data.size());
@@ -241,10 +249,11 @@ ExitCode writeFlash(DeviceSource& source, vx_device_t* device, uint32_t offset, 
             },
             false, &run);
         char what[96];
-        std::snprintf(what, sizeof what, "%zu bytes at 0x%08" PRIX32 ", verified by read-back", data.size(),
-                      offset);
+        std::snprintf(what, sizeof what, "%zu bytes at 0x%08" PRIX32 ", verified by read-back",
+                      data.size(), offset);
         code = run.finish(
-            transferState(run.progress.reported() ? run.progress.state() : VX_DATA_TRAN_STATE_FAILED),
+            transferState(run.progress.reported() ? run.progress.state()
+                                                  : VX_DATA_TRAN_STATE_FAILED),
             run.progress.state() == VX_DATA_TRAN_STATE_DONE ? what : "flash not written");
     } catch (const std::exception& e) {
         code = run.fail("flash write", e);
@@ -269,8 +278,8 @@ void onFlashRead(VXDataTranState state, VXDataChunk* chunk, void* user) {
             std::memcpy(read->data.data() + chunk->offset, chunk->data, chunk->size);
         }
     }
-    onTransfer(read->run, state, static_cast<int>(std::min<uint64_t>(reached * 100 / read->data.size(), 100)),
-               false);
+    onTransfer(read->run, state,
+               static_cast<int>(std::min<uint64_t>(reached * 100 / read->data.size(), 100)), false);
 }
 
 ExitCode readFlash(DeviceSource& source, vx_device_t* device, uint32_t offset, uint32_t size,
@@ -282,12 +291,15 @@ ExitCode readFlash(DeviceSource& source, vx_device_t* device, uint32_t offset, u
     } catch (const std::exception& e) {
         return read.run.fail("flash read", e);
     }
-    const bool done = read.run.progress.reported() && read.run.progress.state() == VX_DATA_TRAN_STATE_DONE;
+    const bool done =
+        read.run.progress.reported() && read.run.progress.state() == VX_DATA_TRAN_STATE_DONE;
     if (done) writeOutput(output, read.data);
     char what[64];
-    std::snprintf(what, sizeof what, "%" PRIu32 " bytes at 0x%08" PRIX32 " written to ", size, offset);
-    return read.run.finish(transferState(done ? VX_DATA_TRAN_STATE_DONE : VX_DATA_TRAN_STATE_FAILED),
-                           done ? what + output : "flash not read");
+    std::snprintf(what, sizeof what, "%" PRIu32 " bytes at 0x%08" PRIX32 " written to ", size,
+                  offset);
+    return read.run.finish(
+        transferState(done ? VX_DATA_TRAN_STATE_DONE : VX_DATA_TRAN_STATE_FAILED),
+        done ? what + output : "flash not read");
 }
 
 using Operation = std::function<ExitCode(DeviceSource&, vx_device_t*)>;
@@ -341,34 +353,43 @@ void registerDeviceCommands(CLI::App& app, int& exitCode) {
     CLI::App* updateCmd = deviceCommand(app, "update", "Update a camera's firmware from FILE", dev);
     updateCmd->add_option("FILE", a->file, "Firmware file")->required();
     updateCmd->callback([a, code] {
-        *code = onDevice(a->device, [a](DeviceSource& s, vx_device_t* d) { return update(s, d, a->file); });
+        *code = onDevice(a->device,
+                         [a](DeviceSource& s, vx_device_t* d) { return update(s, d, a->file); });
     });
 
-    CLI::App* presetsCmd = deviceCommand(app, "presets", "Upload optional depth presets from FILE...", dev);
+    CLI::App* presetsCmd =
+        deviceCommand(app, "presets", "Upload optional depth presets from FILE...", dev);
     presetsCmd->add_option("FILE", a->files, "Preset files")->required();
     presetsCmd->callback([a, code] {
-        *code = onDevice(a->device, [a](DeviceSource& s, vx_device_t* d) { return presets(s, d, a->files); });
+        *code = onDevice(a->device,
+                         [a](DeviceSource& s, vx_device_t* d) { return presets(s, d, a->files); });
     });
 
-    CLI::App* customerCmd = app.add_subcommand("customer-data", "Read or write the customer-data area");
+    CLI::App* customerCmd =
+        app.add_subcommand("customer-data", "Read or write the customer-data area");
     customerCmd->require_subcommand(1);
     CLI::App* customerReadCmd =
         deviceCommand(*customerCmd, "read", "Read the customer data (hex dump without -o)", dev);
     customerReadCmd->add_option("-o,--output", a->output, "File to write the data to");
     customerReadCmd->callback([a, code] {
-        *code = onDevice(a->device,
-                         [a](DeviceSource& s, vx_device_t* d) { return readCustomerData(s, d, a->output); });
+        *code = onDevice(a->device, [a](DeviceSource& s, vx_device_t* d) {
+            return readCustomerData(s, d, a->output);
+        });
     });
-    CLI::App* customerWriteCmd = deviceCommand(*customerCmd, "write", "Write FILE as the customer data", dev);
+    CLI::App* customerWriteCmd =
+        deviceCommand(*customerCmd, "write", "Write FILE as the customer data", dev);
     customerWriteCmd->add_option("FILE", a->file, "Data file")->required();
     customerWriteCmd->callback([a, code] {
-        *code = onDevice(a->device,
-                         [a](DeviceSource& s, vx_device_t* d) { return writeCustomerData(s, d, a->file); });
+        *code = onDevice(a->device, [a](DeviceSource& s, vx_device_t* d) {
+            return writeCustomerData(s, d, a->file);
+        });
     });
 
-    CLI::App* flashCmd = app.add_subcommand("flash", "Read or write raw flash (offsets decimal or 0x hex)");
+    CLI::App* flashCmd =
+        app.add_subcommand("flash", "Read or write raw flash (offsets decimal or 0x hex)");
     flashCmd->require_subcommand(1);
-    CLI::App* flashReadCmd = deviceCommand(*flashCmd, "read", "Read SIZE bytes at OFFSET into a file", dev);
+    CLI::App* flashReadCmd =
+        deviceCommand(*flashCmd, "read", "Read SIZE bytes at OFFSET into a file", dev);
     flashReadCmd->add_option("OFFSET", a->offset, "Flash offset")->required()->check(kNumber);
     flashReadCmd->add_option("SIZE", a->size, "Bytes to read")->required()->check(kNumber);
     flashReadCmd->add_option("-o,--output", a->output, "File to write the data to")->required();
@@ -390,7 +411,8 @@ void registerDeviceCommands(CLI::App& app, int& exitCode) {
     CLI::App* simCmd = app.add_subcommand("sim", "The camera emulator behind --sim");
     simCmd->require_subcommand(1);
     simCmd->add_subcommand("list", "List the emulated camera models, one a line")->callback([code] {
-        for (const std::string& line : vxsim::modelDescriptions()) std::printf("%s\n", line.c_str());
+        for (const std::string& line : vxsim::modelDescriptions())
+            std::printf("%s\n", line.c_str());
         *code = kOk;
     });
 }

@@ -86,30 +86,48 @@ bool writeWholeFile(const std::string& path, const Bytes& data, std::string& err
 
 const char* kindId(FileKind kind) {
     switch (kind) {
-    case FileKind::MiroMaxPackage: return "miromax-package";
-    case FileKind::L5ProComposite: return "l5pro-composite";
-    case FileKind::ComputingPowerBoard: return "computing-power-board";
-    case FileKind::PresetPackage: return "preset-package";
-    case FileKind::L840Presets: return "l840-presets";
-    case FileKind::L5Image: return "l5-image";
-    case FileKind::L840Container: return "l840-container";
-    case FileKind::OpenNIImage: return "openni-image";
-    case FileKind::Unknown: break;
+        case FileKind::MiroMaxPackage:
+            return "miromax-package";
+        case FileKind::L5ProComposite:
+            return "l5pro-composite";
+        case FileKind::ComputingPowerBoard:
+            return "computing-power-board";
+        case FileKind::PresetPackage:
+            return "preset-package";
+        case FileKind::L840Presets:
+            return "l840-presets";
+        case FileKind::L5Image:
+            return "l5-image";
+        case FileKind::L840Container:
+            return "l840-container";
+        case FileKind::OpenNIImage:
+            return "openni-image";
+        case FileKind::Unknown:
+            break;
     }
     return "unknown";
 }
 
 const char* kindTitle(FileKind kind) {
     switch (kind) {
-    case FileKind::MiroMaxPackage: return "MiroMax package";
-    case FileKind::L5ProComposite: return "L5Pro composite package";
-    case FileKind::ComputingPowerBoard: return "computing-power-board image";
-    case FileKind::PresetPackage: return "L5Pro preset package";
-    case FileKind::L840Presets: return "L840 preset file";
-    case FileKind::L5Image: return "L5 image";
-    case FileKind::L840Container: return "L840 container";
-    case FileKind::OpenNIImage: return "OpenNI image";
-    case FileKind::Unknown: break;
+        case FileKind::MiroMaxPackage:
+            return "MiroMax package";
+        case FileKind::L5ProComposite:
+            return "L5Pro composite package";
+        case FileKind::ComputingPowerBoard:
+            return "computing-power-board image";
+        case FileKind::PresetPackage:
+            return "L5Pro preset package";
+        case FileKind::L840Presets:
+            return "L840 preset file";
+        case FileKind::L5Image:
+            return "L5 image";
+        case FileKind::L840Container:
+            return "L840 container";
+        case FileKind::OpenNIImage:
+            return "OpenNI image";
+        case FileKind::Unknown:
+            break;
     }
     return "unknown kind";
 }

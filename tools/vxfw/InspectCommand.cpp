@@ -70,9 +70,9 @@ std::string valueText(const std::string& key, const Json& value) {
     if (value.is_number_unsigned()) {
         const auto n = value.get<uint64_t>();
         static const std::set<std::string> kIds = {"productId", "productIds"};
-        static const std::set<std::string> kWords = {"flashAddress", "writeAddress", "checksum",
-                                                     "computedChecksum", "magic", "trailerMagic",
-                                                     "marker"};
+        static const std::set<std::string> kWords = {
+            "flashAddress", "writeAddress", "checksum", "computedChecksum",
+            "magic",        "trailerMagic", "marker"};
         if (kIds.count(key) != 0) return fmt::format("0x{:04X}", n);
         if (kWords.count(key) != 0) return fmt::format("0x{:08X}", n);
     }

@@ -87,17 +87,29 @@ Json describeFile(const Bytes& data) {
         d.refuse("too large for the library (more than 4 GiB)");
     } else {
         switch (kind) {
-        case FileKind::MiroMaxPackage: describeMiroMaxPackage(data, d); break;
-        case FileKind::L5ProComposite:
-        case FileKind::ComputingPowerBoard:
-        case FileKind::PresetPackage: describeL5ProKind(kind, d); break;
-        case FileKind::L840Presets: describeL840Presets(data, d); break;
-        case FileKind::L5Image: describeL5Image(data, d); break;
-        case FileKind::L840Container: describeL840Container(data, d); break;
-        case FileKind::OpenNIImage: describeOpenNIImage(data, d); break;
-        case FileKind::Unknown:
-            d.notes.push_back("carries the signature of no file kind the library takes");
-            break;
+            case FileKind::MiroMaxPackage:
+                describeMiroMaxPackage(data, d);
+                break;
+            case FileKind::L5ProComposite:
+            case FileKind::ComputingPowerBoard:
+            case FileKind::PresetPackage:
+                describeL5ProKind(kind, d);
+                break;
+            case FileKind::L840Presets:
+                describeL840Presets(data, d);
+                break;
+            case FileKind::L5Image:
+                describeL5Image(data, d);
+                break;
+            case FileKind::L840Container:
+                describeL840Container(data, d);
+                break;
+            case FileKind::OpenNIImage:
+                describeOpenNIImage(data, d);
+                break;
+            case FileKind::Unknown:
+                d.notes.push_back("carries the signature of no file kind the library takes");
+                break;
         }
     }
     Json also = Json::array();

@@ -75,7 +75,9 @@ const nlohmann::json& Node::at(const char* key) const {
     return value_.at(key);
 }
 
-Node Node::object(const char* key) const { return Node(at(key), placeOf(key), baseDir_); }
+Node Node::object(const char* key) const {
+    return Node(at(key), placeOf(key), baseDir_);
+}
 
 std::vector<Node> Node::objects(const char* key, size_t min, size_t max) const {
     const nlohmann::json& list = at(key);

@@ -50,7 +50,8 @@ std::string formatDuration(double seconds) {
         std::snprintf(text, sizeof text, "%.1f s", seconds);
     } else {
         const double whole = std::round(seconds);
-        std::snprintf(text, sizeof text, "%.0f min %.0f s", std::floor(whole / 60.0), std::fmod(whole, 60.0));
+        std::snprintf(text, sizeof text, "%.0f min %.0f s", std::floor(whole / 60.0),
+                      std::fmod(whole, 60.0));
     }
     return text;
 }
@@ -93,7 +94,8 @@ std::string Progress::rateAndTimeLeft(const Instant& at) const {
     std::string text;
     if (moved > 0.0) text = formatRate(moved / elapsed);
     if (percent_ < 100) {
-        text += (text.empty() ? "" : ", ") + formatDuration(elapsed * (100 - percent_) / percent_) + " left";
+        text += (text.empty() ? "" : ", ") + formatDuration(elapsed * (100 - percent_) / percent_) +
+                " left";
     }
     return text;
 }
@@ -127,7 +129,8 @@ void Progress::report(int state, const char* stateName, const std::string& messa
     const std::string tail = transfer ? rateAndTimeLeft(at) : std::string();
     const auto width = static_cast<size_t>(terminalWidth(out_) - 1);
     std::string line = head + text;
-    const size_t room = width > line.size() + tail.size() + 2 ? 0 : line.size() + tail.size() + 2 - width;
+    const size_t room =
+        width > line.size() + tail.size() + 2 ? 0 : line.size() + tail.size() + 2 - width;
     if (room > 0) line.resize(line.size() > room ? line.size() - room : 0);
     if (!tail.empty()) line += "  " + tail;
     if (line.size() > width) line.resize(width);

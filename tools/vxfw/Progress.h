@@ -23,7 +23,8 @@ public:
 
     // One report. `transfer`: the percentage measures bytes moving, so a rate and the time left
     // mean something.
-    void report(int state, const char* stateName, const std::string& message, int percent, bool transfer);
+    void report(int state, const char* stateName, const std::string& message, int percent,
+                bool transfer);
     // Closes a line drawn in place.
     void end();
 

@@ -23,7 +23,9 @@ using vxsim::Fault;
 // The library's pauses wait for a real camera to erase or install; the emulated one is done at
 // once, so they are counted instead of slept.
 uint64_t g_skippedMs = 0;
-void skipSleep(uint32_t milliseconds) { g_skippedMs += milliseconds; }
+void skipSleep(uint32_t milliseconds) {
+    g_skippedMs += milliseconds;
+}
 
 enum class Value { None, Optional, Required };
 
@@ -43,8 +45,10 @@ const FaultName kFaultNames[] = {
     {"transport", Value::None, 0, [](uint32_t) { return Fault::transportError(); }},
     {"stale-id", Value::None, 0, [](uint32_t) { return Fault::staleRequestId(); }},
     {"busy", Value::None, 0, [](uint32_t) { return Fault::busy(); }},
-    {"device-error", Value::Optional, 1, [](uint32_t v) { return Fault::deviceError(status16(v)); }},
-    {"device-warning", Value::Optional, 0x8001, [](uint32_t v) { return Fault::deviceWarning(status16(v)); }},
+    {"device-error", Value::Optional, 1,
+     [](uint32_t v) { return Fault::deviceError(status16(v)); }},
+    {"device-warning", Value::Optional, 0x8001,
+     [](uint32_t v) { return Fault::deviceWarning(status16(v)); }},
     {"bad-magic", Value::None, 0, [](uint32_t) { return Fault::badMagic(); }},
     {"truncate", Value::Required, 0, [](uint32_t v) { return Fault::truncate(v); }},
     {"overlong-body", Value::Optional, 4, [](uint32_t v) { return Fault::overlongBody(v); }},
@@ -71,7 +75,8 @@ std::optional<uint16_t> opcodeNamed(const std::string& text) {
 std::vector<std::string> split(const std::string& text, char separator) {
     std::vector<std::string> parts;
     size_t start = 0;
-    for (size_t at = text.find(separator); at != std::string::npos; at = text.find(separator, start)) {
+    for (size_t at = text.find(separator); at != std::string::npos;
+         at = text.find(separator, start)) {
         parts.push_back(text.substr(start, at - start));
         start = at + 1;
     }
@@ -171,7 +176,8 @@ SimDeviceSource::SimDeviceSource(const std::string& description, bool verbose) {
         const size_t eq = parts[i].find('=');
         const std::string key = parts[i].substr(0, eq);
         const std::string value = eq == std::string::npos ? "" : parts[i].substr(eq + 1);
-        if (key == "fault" || key == "disappear" || key == "link" || key == "install" || key == "state") {
+        if (key == "fault" || key == "disappear" || key == "link" || key == "install" ||
+            key == "state") {
             applyOption(key, value);
         } else {
             cameraDescription_ += "," + parts[i];
@@ -182,7 +188,9 @@ SimDeviceSource::SimDeviceSource(const std::string& description, bool verbose) {
     vxsim::Host::instance().setLogEcho(verbose ? stderr : nullptr, VX_LOG_SEVERITY_WARN);
 }
 
-SimDeviceSource::~SimDeviceSource() { libvxsensor::setSleepHook(nullptr); }
+SimDeviceSource::~SimDeviceSource() {
+    libvxsensor::setSleepHook(nullptr);
+}
 
 void SimDeviceSource::applyOption(const std::string& key, const std::string& value) {
     if (key == "fault") {
@@ -218,11 +226,13 @@ vx_device_t* SimDeviceSource::open() {
     // An application registers the run-time device groups before it updates anything.
     for (const auto& [group, records] : vxsim::groupRecords()) {
         vx_error* error = nullptr;
-        vx_set_device_info_data(group, records.data(), static_cast<uint32_t>(records.size()), &error);
+        vx_set_device_info_data(group, records.data(), static_cast<uint32_t>(records.size()),
+                                &error);
         if (error != nullptr) {
             const std::string message = vx_error_get_message(error);
             vx_delete_error(error);
-            throw std::runtime_error("registering device group " + std::to_string(group) + ": " + message);
+            throw std::runtime_error("registering device group " + std::to_string(group) + ": " +
+                                     message);
         }
     }
     if (!stateFile_.empty()) loadState();
@@ -234,7 +244,8 @@ void SimDeviceSource::loadState() {
     const std::optional<std::vector<uint8_t>> file = readWholeFile(stateFile_);
     if (!file) return;  // the first run starts from a new camera
     const std::vector<uint8_t>& in = *file;
-    const UsageError damaged("state file " + stateFile_ + " is damaged or belongs to another camera");
+    const UsageError damaged("state file " + stateFile_ +
+                             " is damaged or belongs to another camera");
     if (in.size() < kMagicSize || !std::equal(in.begin(), in.begin() + kMagicSize, kStateMagic)) {
         throw damaged;
     }
@@ -289,7 +300,8 @@ std::string SimDeviceSource::describe() const {
     if (!camera_) return "emulated camera " + cameraDescription_;
     const vxsim::Identity& id = camera_->device().identity();
     char ids[16];
-    std::snprintf(ids, sizeof ids, "%04X:%04X", static_cast<unsigned>(id.vid), static_cast<unsigned>(id.pid));
+    std::snprintf(ids, sizeof ids, "%04X:%04X", static_cast<unsigned>(id.vid),
+                  static_cast<unsigned>(id.pid));
     return "Emulated " + camera_->model().productName + " (" + camera_->model().name +
            (camera_->bootloader() ? ", bootloader" : "") + ", " + ids + ", " + id.connectionType +
            ", firmware " + id.firmwareVersion + ")";
@@ -299,7 +311,8 @@ std::optional<LinkUsage> SimDeviceSource::usage() const {
     if (!camera_ || !camera_->device().linkModel()) return std::nullopt;
     const std::vector<vxsim::Exchange>& exchanges = camera_->device().exchanges();
     for (; usageCounted_ < exchanges.size(); ++usageCounted_) {
-        usageBytes_ += exchanges[usageCounted_].request.size() + exchanges[usageCounted_].response.size();
+        usageBytes_ +=
+            exchanges[usageCounted_].request.size() + exchanges[usageCounted_].response.size();
     }
     return LinkUsage{camera_->device().modelledSeconds(), usageBytes_};
 }
@@ -310,7 +323,8 @@ void SimDeviceSource::report(std::FILE* out, double librarySeconds) const {
     const vxsim::TraceSummary s = vxsim::summarizeExchanges(device);
     const uint64_t failed = s.transportErrors + s.deviceErrors + s.malformed;
     std::fprintf(out, "Exchanges: %llu (%llu failed), %llu bytes sent, %llu received\n",
-                 static_cast<unsigned long long>(s.exchanges), static_cast<unsigned long long>(failed),
+                 static_cast<unsigned long long>(s.exchanges),
+                 static_cast<unsigned long long>(failed),
                  static_cast<unsigned long long>(s.bytesSent),
                  static_cast<unsigned long long>(s.bytesReceived));
     if (const uint64_t injected = camera_->faults().injected()) {

@@ -6,7 +6,8 @@
 #include "vxfw/ExitCodes.h"
 
 int main(int argc, char** argv) {
-    CLI::App app{"vxfw: check firmware and preset files, and update cameras through libvxsensor_ext"};
+    CLI::App app{
+        "vxfw: check firmware and preset files, and update cameras through libvxsensor_ext"};
     app.require_subcommand(1);
     int exitCode = vxfw::kOk;
     vxfw::registerFileCommands(app, exitCode);

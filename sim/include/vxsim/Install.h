@@ -24,9 +24,9 @@
 
 namespace vxsim {
 
-constexpr uint32_t kFirmwareImageId = 4039;         // raw-data object: firmware images
-constexpr uint32_t kPresetPackageId = 4060;         // raw-data object: preset packages
-constexpr uint32_t kUpgradeStatusId = 1006;         // structure
+constexpr uint32_t kFirmwareImageId = 4039;  // raw-data object: firmware images
+constexpr uint32_t kPresetPackageId = 4060;  // raw-data object: preset packages
+constexpr uint32_t kUpgradeStatusId = 1006;  // structure
 constexpr uint32_t kUpgradeStatusSize = 260;
 constexpr uint32_t kInstallImageCapacity = 32u << 20;  // room for 16 MiB images and more
 

@@ -40,14 +40,14 @@ namespace vxsim {
 
 // Ids and places the models use.
 constexpr uint32_t kRecoveryModeProperty = 133;
-constexpr uint32_t kCustomerDataId = 1052;         // raw-data object
+constexpr uint32_t kCustomerDataId = 1052;  // raw-data object
 // L840-family cameras keep optional depth presets in one flash area: setting property 213
 // erases it, setting 214 closes an upload. Preset files name addresses inside it.
 constexpr uint32_t kPresetClearProperty = 213;
 constexpr uint32_t kPresetFinishProperty = 214;
 constexpr uint32_t kPresetAreaOffset = 0x7F0000;
 constexpr uint32_t kPresetAreaSize = 0x10000;
-constexpr uint32_t kBootloaderInfoId = 1063;       // host structured data, L840 bootloaders
+constexpr uint32_t kBootloaderInfoId = 1063;  // host structured data, L840 bootloaders
 constexpr uint32_t kSaveInfoOffset = 0xA1000;
 constexpr uint32_t kSaveInfoFallbackOffset = 0xA2000;
 constexpr uint32_t kL5SaveInfoMagic = 0x5AA5CDDC;
@@ -64,10 +64,10 @@ struct ModelInfo {
     std::string connection = "USB3.0";
     std::string firmware;
     Family family = Family::L840;
-    uint16_t bootloaderPid = 0;         // 0: no bootloader mode emulated
-    uint32_t customerDataCapacity = 0;  // capacity of raw-data 1052; 0: the model has none
-    std::string serialPrefix;           // L5 family: the save-info serial prefix
-    std::vector<uint16_t> deviceGroups; // run-time device-group tables that list the model
+    uint16_t bootloaderPid = 0;          // 0: no bootloader mode emulated
+    uint32_t customerDataCapacity = 0;   // capacity of raw-data 1052; 0: the model has none
+    std::string serialPrefix;            // L5 family: the save-info serial prefix
+    std::vector<uint16_t> deviceGroups;  // run-time device-group tables that list the model
 };
 
 const std::vector<ModelInfo>& modelCatalog();

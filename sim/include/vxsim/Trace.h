@@ -24,7 +24,7 @@ struct TraceSummary {
     uint64_t warnings = 0;      // status 0x8000..0xFFFE
     uint64_t malformed = 0;     // answers too short for a status word or without "RB"
     uint64_t bytesSent = 0;
-    uint64_t bytesReceived = 0;  // as written into the caller's buffers
+    uint64_t bytesReceived = 0;              // as written into the caller's buffers
     std::map<uint16_t, uint64_t> perOpcode;  // requests too short to name one are not counted
 };
 

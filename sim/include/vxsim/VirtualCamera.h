@@ -42,10 +42,10 @@ namespace vxsim {
 // The device error codes a virtual camera answers with. 3 is the protocol's "busy".
 enum class CameraStatus : uint16_t {
     Ok = 0,
-    BadRequest = 1,     // payload too short for the opcode's fields
-    OutOfRange = 2,     // flash or object range outside the memory
+    BadRequest = 1,  // payload too short for the opcode's fields
+    OutOfRange = 2,  // flash or object range outside the memory
     Busy = 3,
-    UnknownId = 4,      // no such property, structure or raw-data object
+    UnknownId = 4,  // no such property, structure or raw-data object
     CrcMismatch = 5,
     Unsupported = 6,    // opcode not served
     OutOfSequence = 7,  // raw-data write step without START_WRITE_DATA
@@ -58,8 +58,8 @@ uint32_t crc32Mpeg2(const uint8_t* data, size_t size, uint32_t crc = 0xFFFFFFFFu
 
 // What a camera has done, for tests that check the work done rather than the bytes sent.
 struct CameraCounters {
-    uint64_t requests = 0;           // well-formed requests served
-    uint64_t deviceErrors = 0;       // answered with status 1..0x7FFF
+    uint64_t requests = 0;      // well-formed requests served
+    uint64_t deviceErrors = 0;  // answered with status 1..0x7FFF
     uint64_t erases = 0;
     uint64_t bytesErased = 0;
     uint64_t flashWrites = 0;
