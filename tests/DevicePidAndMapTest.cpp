@@ -81,24 +81,6 @@ TEST_F(DeviceGroupTables, EachGroupReplacesOnlyItsOwnTable) {
     }
 }
 
-TEST_F(DeviceGroupTables, RefusedCallsLeaveEveryTableAsItWas) {
-    const Bytes named = infoRecord(0x40, "Lumex 840");
-    ASSERT_EQ(fill(0, named, 4), SetDeviceInfoResult::Ok);
-    ASSERT_EQ(fill(5, named, 68), SetDeviceInfoResult::Ok);
-    for (uint16_t group : {uint16_t{1}, uint16_t{7}, uint16_t{0xFFFF}}) {
-        EXPECT_EQ(fill(group, named, 68), SetDeviceInfoResult::UnknownGroup) << group;
-    }
-    for (uint16_t group : {uint16_t{0}, uint16_t{1}, uint16_t{5}}) {
-        EXPECT_EQ(setDeviceInfoData(group, nullptr, 68), SetDeviceInfoResult::InvalidArgument);
-        EXPECT_EQ(fill(group, named, 0), SetDeviceInfoResult::InvalidArgument);
-    }
-    ASSERT_EQ(L840SeriesDevPids.size(), 1u);
-    ASSERT_EQ(L840DevicePidToName.size(), 1u);
-    EXPECT_EQ(L840DevicePidToName[0].nameText(), "Lumex 840");
-    EXPECT_TRUE(L845SeDevPids.empty() && KovraADevPids.empty() && L840AndKovraADevPids.empty() &&
-                L945SeDevPids.empty());
-}
-
 TEST(DeviceMatching, BothIdsMustMatchAndConstantTablesAgree) {
     const std::vector<DeviceIdentifier> ids = {{0x3A6E, 0x0840}, {0x1234, 0x0841}};
     EXPECT_TRUE(isDeviceInContainer(ids, 0x1234, 0x0841));

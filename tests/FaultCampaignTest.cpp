@@ -9,18 +9,13 @@
 #include <fstream>
 #include <functional>
 
-#include "DevicePidAndMap.h"
 #include "builders/L5Image.h"
 #include "builders/L840Container.h"
 #include "builders/MiroMaxPackage.h"
 #include "builders/PresetFile.h"
-#include "common/Sleep.h"
+#include "support/Catalog.h"
 #include "support/Progress.h"
-#include "support/SimTest.h"
-#include "support/Upgrade.h"
-#include "vxsensor/vx_extension.h"
 #include "vxsim/Install.h"
-#include "vxsim/Models.h"
 
 using vxsim::EmulatedCamera;
 using vxsim::Fault;
@@ -257,19 +252,11 @@ void resetCamera(EmulatedCamera& cam) {
 
 }  // namespace
 
-class FaultCampaignTest : public SimTest {
+class FaultCampaignTest : public CatalogTest {
 protected:
     void SetUp() override {
-        SimTest::SetUp();
-        for (const auto& [group, records] : vxsim::groupRecords())
-            vx_set_device_info_data(group, records.data(), static_cast<uint32_t>(records.size()),
-                                    nullptr);
+        CatalogTest::SetUp();
         libvxsensor::setSleepHook(noSleep);
-    }
-    void TearDown() override {
-        libvxsensor::setSleepHook(nullptr);
-        libvxsensor::resetDeviceGroupTables();
-        SimTest::TearDown();
     }
 };
 

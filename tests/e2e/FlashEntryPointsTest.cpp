@@ -3,47 +3,22 @@
 // stay inert or only fill tables.
 #include <gmock/gmock.h>
 
-#include <numeric>
 #include <random>
 
-#include "DevicePidAndMap.h"
+#include "support/Catalog.h"
 #include "support/Progress.h"
-#include "support/SimTest.h"
-#include "vxsensor/vx_extension.h"
-#include "vxsim/Models.h"
 
 namespace wire = vxsim::wire;
 using vxsim::Fault;
 using vxsim::FaultRule;
 
-class FlashEntryPointsTest : public SimTest {
+class FlashEntryPointsTest : public CatalogTest {
 protected:
-    void SetUp() override {
-        SimTest::SetUp();
-        for (const auto& [group, records] : vxsim::groupRecords()) {
-            vx_error* error = nullptr;
-            vx_set_device_info_data(group, records.data(), static_cast<uint32_t>(records.size()),
-                                    &error);
-            ASSERT_EQ(error, nullptr);
-        }
-    }
-    void TearDown() override {
-        libvxsensor::resetDeviceGroupTables();
-        SimTest::TearDown();
-    }
-
     static std::vector<uint8_t> randomImage(size_t size) {
         std::mt19937 rng(static_cast<unsigned>(size));
-        std::vector<uint8_t> bytes(size);
-        for (auto& b : bytes) b = static_cast<uint8_t>(rng());
-        return bytes;
-    }
-    static size_t largestWrite(const vxsim::Device& device) {
-        size_t largest = 0;
-        for (const auto& e : device.exchanges())
-            if (wire::parseRequest(e.request)->opcode == wire::WriteFlash)
-                largest = std::max(largest, e.request.size() - 12);
-        return largest;
+        std::vector<uint8_t> out(size);
+        for (auto& b : out) b = static_cast<uint8_t>(rng());
+        return out;
     }
     Reports write(vxsim::EmulatedCamera& cam, uint32_t offset, const std::vector<uint8_t>& image) {
         SetProgress progress;
@@ -65,7 +40,7 @@ TEST_F(FlashEntryPointsTest, WrittenImageReadsBackIdenticalOnEveryLink) {
         ASSERT_FALSE(reports.empty());
         EXPECT_EQ(reports.back(), (Report{2, 100}));
         EXPECT_EQ(reports[reports.size() - 2], (Report{4, 100}));
-        EXPECT_EQ(largestWrite(cam->device()), chunk);
+        EXPECT_EQ(largestWrite(*cam), chunk);
 
         GetProgress got;
         vx_device_read_flash(cam->handle(), 0x100000, static_cast<uint32_t>(image.size()),
@@ -79,7 +54,7 @@ TEST_F(FlashEntryPointsTest, NullCallbacksAreAccepted) {
     auto cam = vxsim::makeCamera("l840");
     const auto image = randomImage(3000);
     vx_device_write_flash(cam->handle(), 0x2000, image.data(), 3000, nullptr, false, nullptr);
-    EXPECT_TRUE(std::equal(image.begin(), image.end(), cam->camera().flash().begin() + 0x2000));
+    EXPECT_TRUE(inFlash(*cam, 0x2000, image));
     vx_device_read_flash(cam->handle(), 0x2000, 3000, nullptr, false, nullptr);
     EXPECT_GT(cam->device().exchanges().size(), 7u);
 }
@@ -119,8 +94,7 @@ TEST_F(FlashEntryPointsTest, EachFaultEndsInItsProgressState) {
                                 [](const Report& r) { return r.first < 0 && r.second == 0; }),
                   c.last.first < 0 ? 1 : 0)
             << "a failure is reported once";
-        EXPECT_EQ(std::equal(image.begin(), image.end(), cam->camera().flash().begin() + 0x40000),
-                  c.imageInFlash);
+        EXPECT_EQ(inFlash(*cam, 0x40000, image), c.imageInFlash);
         EXPECT_EQ(cam->faults().injected(), 1u);
     }
 }
@@ -144,8 +118,12 @@ TEST_F(FlashEntryPointsTest, DeviceInfoDataRefusalsLeaveTheTablesAlone) {
     };
     const Case cases[] = {{0, nullptr, 4, "Failed to set device info data"},
                           {0, record, 0, "Failed to set device info data"},
+                          {5, nullptr, 68, "Failed to set device info data"},
+                          {5, record, 0, "Failed to set device info data"},
                           {1, record, 4, "Unknown device group type"},
-                          {7, record, 4, "Unknown device group type"}};
+                          {7, record, 4, "Unknown device group type"},
+                          {0xFFFF, record, 4, "Unknown device group type"}};
+    const auto names = libvxsensor::L840DevicePidToName.size();
     for (const Case& c : cases) {
         vx_error* error = nullptr;
         vx_set_device_info_data(c.group, c.data, c.size, &error);
@@ -157,6 +135,7 @@ TEST_F(FlashEntryPointsTest, DeviceInfoDataRefusalsLeaveTheTablesAlone) {
         vx_delete_error(error);
     }
     EXPECT_TRUE(libvxsensor::isDeviceInContainer(libvxsensor::L840SeriesDevPids, 0x3A6E, 0x0800));
+    EXPECT_EQ(libvxsensor::L840DevicePidToName.size(), names);
 }
 
 TEST_F(FlashEntryPointsTest, RegisterEntryPointsAreInertAndTheCommitIsConstant) {

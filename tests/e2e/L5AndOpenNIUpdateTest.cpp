@@ -3,75 +3,18 @@
 // the retry rules.
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <functional>
-#include <numeric>
 
-#include "DevicePidAndMap.h"
 #include "builders/L5Image.h"
-#include "support/SimTest.h"
-#include "support/Upgrade.h"
-#include "vxsensor/vx_extension.h"
-#include "vxsim/Models.h"
+#include "support/Catalog.h"
 
 namespace wire = vxsim::wire;
 using vxsim::Fault;
 using vxsim::FaultRule;
 
-namespace {
+const char* const kDone = "Update successfully! Please reboot your device manually!";
 
-const char* kDone = "Update successfully! Please reboot your device manually!";
-
-std::vector<uint8_t> bytes(size_t size, uint8_t seed) {
-    std::vector<uint8_t> out(size);
-    std::iota(out.begin(), out.end(), seed);
-    return out;
-}
-
-std::vector<wire::Request> requests(vxsim::EmulatedCamera& cam, uint16_t opcode) {
-    std::vector<wire::Request> out;
-    for (const vxsim::Exchange& exchange : cam.device().exchanges()) {
-        const auto request = wire::parseRequest(exchange.request);
-        if (request && request->opcode == opcode) out.push_back(*request);
-    }
-    return out;
-}
-
-// Image bytes in the largest flash write on the wire (its payload starts with the offset).
-size_t largestWrite(vxsim::EmulatedCamera& cam) {
-    size_t largest = 0;
-    for (const wire::Request& request : requests(cam, wire::WriteFlash))
-        largest = std::max(largest, request.payload.size() - 4);
-    return largest;
-}
-
-bool inFlash(vxsim::EmulatedCamera& cam, uint32_t address, const std::vector<uint8_t>& data) {
-    return std::equal(data.begin(), data.end(),
-                      cam.camera().flash().begin() + static_cast<std::ptrdiff_t>(address));
-}
-
-}  // namespace
-
-class L5AndOpenNIUpdateTest : public SimTest {
-protected:
-    void SetUp() override {
-        SimTest::SetUp();
-        for (const auto& [group, records] : vxsim::groupRecords())
-            vx_set_device_info_data(group, records.data(), static_cast<uint32_t>(records.size()),
-                                    nullptr);
-    }
-    void TearDown() override {
-        libvxsensor::resetDeviceGroupTables();
-        SimTest::TearDown();
-    }
-
-    static void update(vxsim::EmulatedCamera& cam, const std::vector<uint8_t>& file,
-                       UpgradeRecorder& r) {
-        vx_device_update_firmware_from_raw_data_ext(cam.handle(), file.data(),
-                                                    static_cast<uint32_t>(file.size()),
-                                                    UpgradeRecorder::record, false, &r, &r.error);
-    }
-};
+class L5AndOpenNIUpdateTest : public CatalogTest {};
 
 TEST_F(L5AndOpenNIUpdateTest, L5ImageLandsWithItsStatesAndMessages) {
     auto cam = vxsim::makeCamera("l5");

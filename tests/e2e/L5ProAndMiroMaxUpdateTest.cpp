@@ -2,17 +2,10 @@
 // the camera, how its own install is followed, the refusals, the retries and the poll timeouts.
 #include <gtest/gtest.h>
 
-#include <numeric>
-
-#include "DevicePidAndMap.h"
 #include "builders/L840Container.h"
 #include "builders/MiroMaxPackage.h"
-#include "common/Sleep.h"
-#include "support/SimTest.h"
-#include "support/Upgrade.h"
-#include "vxsensor/vx_extension.h"
+#include "support/Catalog.h"
 #include "vxsim/Install.h"
-#include "vxsim/Models.h"
 
 namespace wire = vxsim::wire;
 using vxsim::Fault;
@@ -26,27 +19,6 @@ uint32_t g_pollPauses = 0;  // sleeps of 500 ms
 uint32_t g_otherSleeps = 0;
 void countSleep(uint32_t ms) {
     ++(ms == 500 ? g_pollPauses : g_otherSleeps);
-}
-
-std::vector<uint8_t> bytes(size_t size, const std::string& prefix = "") {
-    std::vector<uint8_t> out(size);
-    std::iota(out.begin(), out.end(), uint8_t{7});
-    std::copy(prefix.begin(), prefix.end(), out.begin());
-    return out;
-}
-
-// Three full 8152-byte packets: 64-byte header, 128-byte record header, 24264 data bytes.
-std::vector<uint8_t> l5proImage(uint16_t pid = 0x0671) {
-    return L840Container().component(L840Component().data(bytes(24264)).pids({pid})).build();
-}
-
-std::vector<wire::Request> requests(vxsim::EmulatedCamera& cam, uint16_t opcode) {
-    std::vector<wire::Request> out;
-    for (const vxsim::Exchange& e : cam.device().exchanges()) {
-        const auto request = wire::parseRequest(e.request);
-        if (request && request->opcode == opcode) out.push_back(*request);
-    }
-    return out;
 }
 
 Reports lastReports(const Reports& reports, size_t n) {
@@ -64,21 +36,16 @@ const UpgradeReport kDone{3, "Upgrade success", 100};
 
 }  // namespace
 
-class L5ProAndMiroMaxUpdateTest : public SimTest {
+class L5ProAndMiroMaxUpdateTest : public CatalogTest {
 protected:
     void SetUp() override {
-        SimTest::SetUp();
-        for (const auto& [group, records] : vxsim::groupRecords())
-            vx_set_device_info_data(group, records.data(), static_cast<uint32_t>(records.size()),
-                                    nullptr);
+        CatalogTest::SetUp();
         g_otherSleeps = 0;
         libvxsensor::setSleepHook(countSleep);
     }
     void TearDown() override {
         EXPECT_EQ(g_otherSleeps, 0u) << "every wait is a 500 ms poll pause";
-        libvxsensor::setSleepHook(nullptr);
-        libvxsensor::resetDeviceGroupTables();
-        SimTest::TearDown();
+        CatalogTest::TearDown();
     }
 
     // An update of `file` on a fresh catalog camera that installs by `script`.
@@ -90,10 +57,18 @@ protected:
         vxsim::setInstallScript(*cam, script);
         for (const FaultRule& rule : faults) cam->faults().add(rule);
         g_pollPauses = 0;
-        vx_device_update_firmware_from_raw_data_ext(cam->handle(), file.data(),
-                                                    static_cast<uint32_t>(file.size()),
-                                                    UpgradeRecorder::record, false, &r, &r.error);
+        update(*cam, file, r);
         return cam;
+    }
+    // Three full 8152-byte packets: 64-byte header, 128-byte record header, 24264 data bytes.
+    static std::vector<uint8_t> l5proImage(uint16_t pid = 0x0671) {
+        return L840Container().component(L840Component().data(bytes(24264, 7)).pids({pid})).build();
+    }
+    // `size` counting bytes that start with `prefix`.
+    static std::vector<uint8_t> file(size_t size, const std::string& prefix) {
+        std::vector<uint8_t> out = bytes(size, 7);
+        std::copy(prefix.begin(), prefix.end(), out.begin());
+        return out;
     }
 };
 
@@ -172,7 +147,7 @@ TEST_F(L5ProAndMiroMaxUpdateTest, L5ProMainFirmwareMustFitTheDevice) {
     }
     // Composite packages and board images carry no product ids; they are not container files.
     for (const auto& [camera, image] :
-         {std::pair{"l5pro", bytes(9000, "PK\3\4")}, std::pair{"l945se", bytes(9000, "OTRA")}}) {
+         {std::pair{"l5pro", file(9000, "PK\3\4")}, std::pair{"l945se", file(9000, "OTRA")}}) {
         UpgradeRecorder r;
         const auto cam = run(camera, image, r);
         EXPECT_EQ(r.last(), kDone) << camera;
@@ -181,7 +156,7 @@ TEST_F(L5ProAndMiroMaxUpdateTest, L5ProMainFirmwareMustFitTheDevice) {
 }
 
 TEST_F(L5ProAndMiroMaxUpdateTest, L5ProPresetPackageIsSentOnceWithoutFollowingTheCamera) {
-    const auto package = bytes(1000, "VXPRESET");
+    const auto package = file(1000, "VXPRESET");
     UpgradeRecorder r;
     const auto cam = run("l5pro", package, r);
     EXPECT_EQ(r.reports, (Reports{{4, kTransferring, 100}, {4, kTransferDone, 100}}));
@@ -254,7 +229,7 @@ TEST_F(L5ProAndMiroMaxUpdateTest, PollPhasesTimeOutThroughTheSleepSeam) {
 
 TEST_F(L5ProAndMiroMaxUpdateTest, MiroMaxPackageIsStreamedInChunksWithThrottledProgress) {
     // 40 full chunks and an odd last one of 101 bytes.
-    const auto package = MiroMaxPackage().payload(bytes(40 * 8152 + 101 - 256)).build();
+    const auto package = MiroMaxPackage().payload(bytes(40 * 8152 + 101 - 256, 7)).build();
     UpgradeRecorder r;
     const auto cam = run("miromax", package, r, InstallScript().working(1).started().done());
     ASSERT_GE(r.reports.size(), 3u);
@@ -312,9 +287,7 @@ TEST_F(L5ProAndMiroMaxUpdateTest, MiroMaxRefusalsComeBeforeTheTransfer) {
         auto cam = vxsim::makeCamera(c.camera);
         if (c.recoveryOff) cam->camera().setProperty(vxsim::kRecoveryModeProperty, 0);
         UpgradeRecorder r;
-        vx_device_update_firmware_from_raw_data_ext(cam->handle(), c.package.data(),
-                                                    static_cast<uint32_t>(c.package.size()),
-                                                    UpgradeRecorder::record, false, &r, &r.error);
+        update(*cam, c.package, r);
         EXPECT_EQ(r.reports, Reports{c.report});
         r.expectError(std::get<1>(c.report), "vx_device_update_firmware_from_raw_data_ext", 1);
         EXPECT_EQ(cam->device().exchanges().size(), c.recoveryOff ? 1u : 0u)

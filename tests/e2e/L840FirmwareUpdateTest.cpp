@@ -4,15 +4,9 @@
 
 #include <cstdio>
 #include <fstream>
-#include <numeric>
 
-#include "DevicePidAndMap.h"
 #include "builders/L840Container.h"
-#include "common/Sleep.h"
-#include "support/SimTest.h"
-#include "support/Upgrade.h"
-#include "vxsensor/vx_extension.h"
-#include "vxsim/Models.h"
+#include "support/Catalog.h"
 
 namespace wire = vxsim::wire;
 using vxsim::Fault;
@@ -25,46 +19,37 @@ void recordSleep(uint32_t ms) {
     g_sleeps.push_back(ms);
 }
 
-std::vector<uint8_t> bytes(size_t size, uint8_t seed) {
-    std::vector<uint8_t> out(size);
-    std::iota(out.begin(), out.end(), seed);
-    return out;
-}
-
 const char* kDone = "Update successfully! Please reboot your device manually!";
 const char* kIncompatible = "Update failed!\nIncompatible firmware file for current device!";
 
 }  // namespace
 
-class L840FirmwareUpdateTest : public SimTest {
+class L840FirmwareUpdateTest : public CatalogTest {
 protected:
     void SetUp() override {
-        SimTest::SetUp();
-        for (const auto& [group, records] : vxsim::groupRecords())
-            vx_set_device_info_data(group, records.data(), static_cast<uint32_t>(records.size()),
-                                    nullptr);
+        CatalogTest::SetUp();
         g_sleeps.clear();
         libvxsensor::setSleepHook(recordSleep);
     }
     void TearDown() override {
-        vx_delete_error(result.error);
+        vx_delete_error(result.error);  // before the leak check
         result.error = nullptr;
-        libvxsensor::setSleepHook(nullptr);
-        libvxsensor::resetDeviceGroupTables();
-        SimTest::TearDown();
+        CatalogTest::TearDown();
     }
 
     void update(vxsim::EmulatedCamera& cam, const std::vector<uint8_t>& file) {
-        vx_device_update_firmware_from_raw_data_ext(
-            cam.handle(), file.data(), static_cast<uint32_t>(file.size()), UpgradeRecorder::record,
-            false, &result, &result.error);
-    }
-    bool inFlash(vxsim::EmulatedCamera& cam, uint32_t address, const std::vector<uint8_t>& data) {
-        return std::equal(data.begin(), data.end(),
-                          cam.camera().flash().begin() + static_cast<std::ptrdiff_t>(address));
+        CatalogTest::update(cam, file, result);
     }
     static bool untouched(vxsim::EmulatedCamera& cam) {
         return cam.camera().counters().erases == 0 && cam.camera().counters().flashWrites == 0;
+    }
+    // A boot component for every device, then a main component for the L840 only.
+    std::vector<uint8_t> bootAndMain() const {
+        return L840Container()
+            .serial("Lumex 840")
+            .component(L840Component().name("boot").address(0x10000).data(boot))
+            .component(L840Component().name("main").address(0x100000).data(main_).pids({0x0800}))
+            .build();
     }
 
     const std::vector<uint8_t> boot = bytes(600, 1);
@@ -74,12 +59,7 @@ protected:
 
 TEST_F(L840FirmwareUpdateTest, ComponentsLandInFlashWithTheirMessages) {
     auto cam = vxsim::makeCamera("l840");
-    update(*cam,
-           L840Container()
-               .serial("Lumex 840")
-               .component(L840Component().name("boot").address(0x10000).data(boot))
-               .component(L840Component().name("main").address(0x100000).data(main_).pids({0x0800}))
-               .build());
+    update(*cam, bootAndMain());
     const std::vector<UpgradeReport> expected{{4, "The boot firmware data transferring!", 80},
                                               {4, "The boot firmware data transferring!", 100},
                                               {0, "The boot firmware data verifying!", 80},
@@ -146,9 +126,7 @@ TEST_F(L840FirmwareUpdateTest, RefusalsReportStateMessageAndErrorAndLeaveFlashAl
         SCOPED_TRACE(c.message);
         auto cam = vxsim::makeCamera(c.camera);
         UpgradeRecorder r;
-        vx_device_update_firmware_from_raw_data_ext(cam->handle(), c.file.data(),
-                                                    static_cast<uint32_t>(c.file.size()),
-                                                    UpgradeRecorder::record, false, &r, &r.error);
+        CatalogTest::update(*cam, c.file, r);
         EXPECT_EQ(r.reports, (std::vector<UpgradeReport>{{c.state, c.message, 0}}));
         r.expectError(c.message, "vx_device_update_firmware_from_raw_data_ext", 1);
         EXPECT_TRUE(untouched(*cam));
@@ -160,12 +138,7 @@ TEST_F(L840FirmwareUpdateTest, RefusalsReportStateMessageAndErrorAndLeaveFlashAl
 TEST_F(L840FirmwareUpdateTest, BootloaderIdentityReadFailureRefusesBeforeWriting) {
     auto cam = vxsim::makeCamera("l840,boot");
     cam->faults().add(FaultRule::onOpcode(wire::ReadFlash, 0, Fault::transportError()));
-    update(*cam,
-           L840Container()
-               .serial("Lumex 840")
-               .component(L840Component().name("boot").address(0x10000).data(boot))
-               .component(L840Component().name("main").address(0x100000).data(main_).pids({0x0800}))
-               .build());
+    update(*cam, bootAndMain());
     const std::string message = "Failed to read the device identity from flash in bootloader mode";
     EXPECT_EQ(result.reports, (std::vector<UpgradeReport>{{-6, message, 0}}));
     result.expectError(message, "vx_device_update_firmware_from_raw_data_ext", 1);
@@ -188,15 +161,13 @@ TEST_F(L840FirmwareUpdateTest, ComponentsForOtherDevicesAreSkipped) {
 
     // A last component that does not fit after one that was written: the update succeeded.
     UpgradeRecorder second;
-    auto cam2 = vxsim::makeCamera("l840");
-    const auto file = L840Container()
-                          .serial("Lumex 840")
-                          .component(L840Component().address(0x10000).data(boot))
-                          .component(L840Component().pids({0x0999}))
-                          .build();
-    vx_device_update_firmware_from_raw_data_ext(
-        cam2->handle(), file.data(), static_cast<uint32_t>(file.size()), UpgradeRecorder::record,
-        false, &second, &second.error);
+    CatalogTest::update(*vxsim::makeCamera("l840"),
+                        L840Container()
+                            .serial("Lumex 840")
+                            .component(L840Component().address(0x10000).data(boot))
+                            .component(L840Component().pids({0x0999}))
+                            .build(),
+                        second);
     EXPECT_EQ(second.last(), (UpgradeReport{3, kDone, 100}));
 }
 
@@ -220,11 +191,7 @@ TEST_F(L840FirmwareUpdateTest, IspComponentsAreSkippedWhenCurrentAndOtherwiseCrc
 TEST_F(L840FirmwareUpdateTest, AComponentThatFailsFiveTimesIsReportedOnceAndEndsTheUpdate) {
     auto cam = vxsim::makeCamera("l840");
     cam->faults().add(FaultRule::onOpcode(wire::WriteFlash, Fault::deviceError(9)));
-    update(*cam, L840Container()
-                     .serial("Lumex 840")
-                     .component(L840Component().name("boot").address(0x10000).data(boot))
-                     .component(L840Component().name("main").address(0x100000).data(main_))
-                     .build());
+    update(*cam, bootAndMain());
     EXPECT_EQ(result.failures(),
               (std::vector<UpgradeReport>{{-13, "The boot firmware data transfer failed!", 0}}));
     EXPECT_EQ(result.last(), result.failures().back());

@@ -5,30 +5,22 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <tuple>
 
-#include "DevicePidAndMap.h"
 #include "builders/PresetFile.h"
-#include "support/SimTest.h"
-#include "support/Upgrade.h"
-#include "vxsensor/vx_extension.h"
-#include "vxsim/Models.h"
+#include "support/Catalog.h"
 
 namespace wire = vxsim::wire;
+using ::testing::StrEq;
+using ::testing::ThrowsMessage;
 using vxsim::Fault;
 using vxsim::FaultRule;
 
-class PresetsTest : public SimTest {
+class PresetsTest : public CatalogTest {
 protected:
-    void SetUp() override {
-        SimTest::SetUp();
-        for (const auto& [group, records] : vxsim::groupRecords())
-            vx_set_device_info_data(group, records.data(), static_cast<uint32_t>(records.size()),
-                                    nullptr);
-    }
     void TearDown() override {
         for (const std::string& path : written_) std::remove(path.c_str());
-        libvxsensor::resetDeviceGroupTables();
-        SimTest::TearDown();
+        CatalogTest::TearDown();
     }
 
     // Writes the files and runs the preset entry point with them (missing paths stay missing).
@@ -234,41 +226,33 @@ TEST_F(CustomerDataTest, WrittenDataReadsBackForEachFamily) {
     }
 }
 
-TEST_F(CustomerDataTest, RefusalsSendNothing) {
-    const auto refused = [](const char* model, uint32_t size, const char* message) {
-        SCOPED_TRACE(model);
-        auto cam = vxsim::makeCamera(model);
-        std::vector<uint8_t> data(size, 1);
-        try {
-            vx_device_write_customer_data_ext(cam->handle(), data.data(), size);
-            ADD_FAILURE() << "accepted";
-        } catch (const std::exception& e) {
-            EXPECT_STREQ(e.what(), message);
-        }
-        EXPECT_TRUE(cam->device().exchanges().empty());
+TEST_F(CustomerDataTest, RefusalsSendNothingAndTransferFailuresCarryTheFamilysMessage) {
+    const auto write = [](vxsim::EmulatedCamera& cam, uint32_t size) {
+        return [&cam, size] {
+            const std::vector<uint8_t> data(size, 1);
+            vx_device_write_customer_data_ext(cam.handle(), data.data(), size);
+        };
     };
-    refused("l840", 129, "The length of the written data is greater than 128 bytes!");
-    refused("openni", 33, "The length of the written data is greater than 32.");
-    refused("l840,fw=1.7.15", 16,
-            "Write Custom data failed! The device firmware version is less than 1.7.16, please "
-            "upgrade the device!");
-    refused("l5", 16, "Unsupported device to create FirmwareUpdater!");
-    refused("kovra-a", 16, "Unsupported device to create FirmwareUpdater!");
-}
+    const std::tuple<const char*, uint32_t, const char*> refusals[] = {
+        {"l840", 129, "The length of the written data is greater than 128 bytes!"},
+        {"openni", 33, "The length of the written data is greater than 32."},
+        {"l840,fw=1.7.15", 16,
+         "Write Custom data failed! The device firmware version is less than 1.7.16, please "
+         "upgrade the device!"},
+        {"l5", 16, "Unsupported device to create FirmwareUpdater!"},
+        {"kovra-a", 16, "Unsupported device to create FirmwareUpdater!"}};
+    for (const auto& [model, size, message] : refusals) {
+        auto cam = vxsim::makeCamera(model);
+        EXPECT_THAT(write(*cam, size), ThrowsMessage<std::exception>(StrEq(message))) << model;
+        EXPECT_TRUE(cam->device().exchanges().empty()) << model;
+    }
 
-TEST_F(CustomerDataTest, TransferFailuresCarryTheFamilysMessage) {
     const std::pair<const char*, const char*> families[] = {
         {"l840", "Custom Data transfer failed!"}, {"openni", "Custom Data write failed!"}};
     for (const auto& [model, message] : families) {
         auto cam = vxsim::makeCamera(model);
         cam->faults().add(FaultRule::onOpcode(wire::WriteData, Fault::deviceError(2)));
-        std::vector<uint8_t> data(16, 1);
-        try {
-            vx_device_write_customer_data_ext(cam->handle(), data.data(), 16);
-            ADD_FAILURE() << "accepted";
-        } catch (const std::runtime_error& e) {
-            EXPECT_STREQ(e.what(), message);
-        }
+        EXPECT_THAT(write(*cam, 16), ThrowsMessage<std::runtime_error>(StrEq(message))) << model;
     }
 }
 

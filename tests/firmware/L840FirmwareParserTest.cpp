@@ -1,9 +1,8 @@
-// L840 containers: damage is refused with the message for its kind, valid containers come back
-// field for field, and no mutated input escapes as anything but the firmware exception.
+// L840 containers: damage is refused with the message for its kind, and valid containers come
+// back field for field (fuzz/l840_container covers arbitrary input).
 #include "firmware/L840FirmwareParser.h"
 
 #include <algorithm>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -57,12 +56,10 @@ TEST_F(L840FirmwareParserTest, DamagedContainersAreRefusedWithTheirMessage) {
         {"checksum off by one", C().component(R(big).checksumOffBy(1)).build(), kSum},
     };
     for (const auto& c : cases) {
-        try {
-            parse(c.file);
-            ADD_FAILURE() << c.what << ": accepted";
-        } catch (const mismatch_firmware_exception_ext& e) {
-            EXPECT_EQ(e.what(), c.message) << c.what;
-        }
+        EXPECT_THAT(
+            [&] { parse(c.file); },
+            ::testing::ThrowsMessage<mismatch_firmware_exception_ext>(::testing::StrEq(c.message)))
+            << c.what;
     }
     EXPECT_EQ(logLinesWith("Checksum mismatch!").size(), 1u) << "the refusal is logged";
 }
@@ -149,32 +146,4 @@ TEST_F(L840FirmwareParserTest, ComponentsComeBackAsBuilt) {
         EXPECT_TRUE(std::equal(view.data.begin(), view.data.end(), fw.data.begin(), fw.data.end()))
             << i;
     }
-}
-
-TEST_F(L840FirmwareParserTest, MutatedContainersEitherParseOrThrowTheFirmwareException) {
-    const std::vector<uint8_t> base =
-        L840Container()
-            .component(L840Component().data(bytes(40, 5)).pids({0x0800}))
-            .component(L840Component().headerSize(60).data(bytes(8, 1)))
-            .build();
-    std::mt19937 rng(840);
-    int parsed = 0;
-    for (int round = 0; round < 400; ++round) {
-        std::vector<uint8_t> file = base;
-        for (uint32_t k = 0, edits = 1 + rng() % 4; k < edits; ++k) {
-            // Mostly header bytes, where sizes and counts live.
-            const size_t at = rng() % 2 ? rng() % 140 : rng() % file.size();
-            const uint8_t choices[] = {0x00, 0xFF, 0x80, 0x7F, static_cast<uint8_t>(rng())};
-            file[at] = choices[rng() % 5];
-        }
-        if (round % 3 == 0) file.resize(rng() % (file.size() + 1));
-        try {
-            parse(file);
-            ++parsed;
-        } catch (const mismatch_firmware_exception_ext&) {
-        } catch (const std::exception& e) {
-            ADD_FAILURE() << "round " << round << ": " << e.what();
-        }
-    }
-    EXPECT_GT(parsed, 0) << "the mutations should not all be fatal";
 }

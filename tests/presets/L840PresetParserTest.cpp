@@ -1,7 +1,7 @@
-// Preset-file parsing: each kind of damage once, product fit, and hostile inputs.
+// Preset-file parsing: each kind of damage once, and product fit (fuzz/l840_presets covers
+// arbitrary input).
 #include "presets/L840OptionalDepthPresetsParser.h"
 
-#include <random>
 #include <stdexcept>
 
 #include "builders/PresetFile.h"
@@ -74,30 +74,4 @@ TEST_F(L840PresetParserTest, OnlyRecordsThatFitTheDeviceAreKept) {
     for (const auto& r : parser.getDataList()) kept.push_back(r.flashAddress());
     EXPECT_EQ(kept, (std::vector<uint32_t>{0x10, 0x20, 0x40}));
     EXPECT_EQ(parser.getFileHeader().productName(), "Lumex 800");
-}
-
-TEST_F(L840PresetParserTest, MutatedFilesParseOrAreRefusedCleanly) {
-    const auto good =
-        PresetFile().record(PresetRecord()).record(PresetRecord().address(0x100)).build();
-    std::mt19937 rng(5);
-    int parsed = 0;
-    int refused = 0;
-    for (int round = 0; round < 400; ++round) {
-        auto file = good;
-        for (int flips = 1 + static_cast<int>(rng() % 4); flips > 0; --flips)
-            file[rng() % file.size()] = static_cast<uint8_t>(rng());
-        if (round % 3 == 0) file.resize(rng() % file.size());
-        try {
-            L840OptionalDepthPresetsParser parser(file.data(), static_cast<uint32_t>(file.size()),
-                                                  0x0800);
-            ++parsed;
-        } catch (const std::runtime_error&) {
-            ++refused;
-        } catch (const mismatch_firmware_exception_ext&) {
-            ++refused;
-        }
-    }
-    // Any other exception, a crash or a hang fails the test; both outcomes must have occurred.
-    EXPECT_GT(parsed, 0);
-    EXPECT_GT(refused, 0);
 }

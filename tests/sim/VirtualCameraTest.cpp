@@ -335,41 +335,4 @@ TEST_F(ModelCatalogTest, CatalogBuildsCamerasFromOneLine) {
     }
 }
 
-TEST_F(ModelCatalogTest, BootloaderCamerasCarryTheirSaveInfo) {
-    const auto at = [](const std::string& description, uint32_t offset, size_t n) {
-        auto cam = vxsim::makeCamera(description);
-        EXPECT_EQ(cam->device().identity().pid, 0x0501);
-        const auto begin = cam->camera().flash().begin() + static_cast<std::ptrdiff_t>(offset);
-        return Bytes(begin, begin + static_cast<std::ptrdiff_t>(n));
-    };
-    EXPECT_EQ(at("l840-boot", 0xA1000 + 32, 4), (Bytes{0x6E, 0x3A, 0x00, 0x08}));
-    EXPECT_EQ(at("l5s,boot", 0xA1000, 4), (Bytes{0xDC, 0xCD, 0xA5, 0x5A}));
-    EXPECT_EQ(at("l5s,boot", 0xA1000 + 20, 3), (Bytes{'A', 'Y', '8'}));
-    EXPECT_EQ(at("l5s,boot", 0xA1000 + 40, 3), (Bytes{'A', 'Y', '8'}));
-    EXPECT_EQ(at("l5-boot,saveinfo=fallback", 0xA1000, 56), Bytes(56, 0xFF));
-    EXPECT_EQ(at("l5-boot,saveinfo=fallback", 0xA2000 + 20, 3), (Bytes{'A', 'Y', '3'}));
-    EXPECT_EQ(vxsim::makeCamera("openni-boot")->device().identity().pid, 0x0400);
-
-    EXPECT_TRUE(answersBootloaderInfo(*vxsim::makeCamera("l840-boot")));
-    EXPECT_FALSE(answersBootloaderInfo(*vxsim::makeCamera("l5s,boot")));
-}
-
-TEST_F(ModelCatalogTest, GroupRecordsListEveryRunTimeFamily) {
-    std::map<uint16_t, Bytes> groups;
-    for (const auto& [group, records] : vxsim::groupRecords()) groups[group] = records;
-    ASSERT_EQ(groups.size(), 6u);
-    EXPECT_EQ(groups[0], (Bytes{0x6E, 0x3A, 0x00, 0x08}));
-    EXPECT_EQ(groups[2], (Bytes{0x6E, 0x3A, 0x20, 0x08}));
-    EXPECT_EQ(groups[3], (Bytes{0x6E, 0x3A, 0x10, 0x08}));
-    EXPECT_EQ(groups[6], (Bytes{0x6E, 0x3A, 0x30, 0x08}));
-    EXPECT_EQ(groups[4], (Bytes{0x6E, 0x3A, 0x00, 0x08, 0x6E, 0x3A, 0x10, 0x08,  // l840, kovra-a
-                                0x6E, 0x3A, 0x20, 0x08}));                       // l845se
-    const Bytes& names = groups[5];
-    ASSERT_EQ(names.size(), 4u * 68u);
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(&names[68 + 4])), "Kovra A");
-    EXPECT_EQ(wire::le16(&names[3 * 68 + 2]), 0x0830);
-    EXPECT_EQ(names[3 * 68 + 4 + 11], 0);  // "Lumex 945Se" terminated
-    EXPECT_EQ(vxsim::groupRecords("l815").size(), 0u);
-}
-
 }  // namespace

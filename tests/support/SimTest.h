@@ -2,8 +2,10 @@
 // switches, and live-object counts taken as the baseline for leak checks.
 #pragma once
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -39,6 +41,11 @@ protected:
     // A device whose answers come from `handler`.
     static void script(vxsim::Device& device, vxsim::FunctionResponder::Handler handler) {
         device.setResponder(std::make_shared<vxsim::FunctionResponder>(std::move(handler)));
+    }
+
+    // For EXPECT_THAT on a callable: it throws a runtime error whose what() is `message`.
+    static auto failsWith(const std::string& message) {
+        return ::testing::ThrowsMessage<std::runtime_error>(::testing::StrEq(message));
     }
 
 private:

@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 
 #include <deque>
-#include <random>
 #include <stdexcept>
 
 #include "support/SimTest.h"
@@ -106,17 +105,6 @@ TEST_F(ExecuteTest, ValidationOrderAndMessages) {
     EXPECT_EQ(s.statusCode, HP_STATUS_DEVICE_RESPONSE_WRONG_DATA_SIZE);
 }
 
-TEST_F(ExecuteTest, StaleIdMessageNamesBothIds) {
-    answers = {stale(), stale()};
-    const HpStatus s = run();
-    const auto& sent = camera.exchanges().back().request;
-    const auto id = static_cast<uint16_t>(sent[6] | (sent[7] << 8));
-    EXPECT_EQ(s.statusCode, HP_STATUS_DEVICE_RESPONSE_REQUEST_ID_MISMATCH);
-    EXPECT_EQ(s.msg, fmt::format("Device response with inconsistent response requestId, cmdId={}, "
-                                 "requestId={}",
-                                 static_cast<uint16_t>(id - 1), id));
-}
-
 TEST_F(ExecuteTest, DeviceStatusWords) {
     answers = {status(0x0001, "flash busy")};
     HpStatus s = run();
@@ -148,8 +136,14 @@ TEST_F(ExecuteTest, StaleAnswerIsRetriedOnceWithTheSameRequest) {
 
     camera.clearExchanges();
     answers = {stale(), stale(), stale()};
-    EXPECT_EQ(run().statusCode, HP_STATUS_DEVICE_RESPONSE_REQUEST_ID_MISMATCH);
-    EXPECT_EQ(camera.exchanges().size(), 2u);
+    const HpStatus s = run();
+    ASSERT_EQ(camera.exchanges().size(), 2u);
+    const auto& sent = camera.exchanges().back().request;
+    const auto id = static_cast<uint16_t>(sent[6] | (sent[7] << 8));
+    EXPECT_EQ(s.statusCode, HP_STATUS_DEVICE_RESPONSE_REQUEST_ID_MISMATCH);
+    EXPECT_EQ(s.msg, fmt::format("Device response with inconsistent response requestId, cmdId={}, "
+                                 "requestId={}",
+                                 static_cast<uint16_t>(id - 1), id));
 }
 
 TEST_F(ExecuteTest, StatusThreeIsRetriedOnceAndTheSecondAnswerStands) {
@@ -215,39 +209,6 @@ TEST_F(ExecuteTest, ALengthBeyondTheOfferedBufferIsRefused) {
     EXPECT_EQ(responseLength, 0) << "a lying length is not handed on (found by fuzzing)";
 }
 
-TEST_F(ExecuteTest, RandomAnswersOfEveryLengthStayInsideTheBuffers) {
-    // The response buffer is exactly the offered capacity, so a sanitizer build sees any read
-    // or write past it.
-    std::mt19937 rng(7);
-    for (uint32_t length = 0; length <= 64; ++length) {
-        for (int round = 0; round < 20; ++round) {
-            std::vector<uint8_t> bytes(length);
-            for (auto& b : bytes) b = static_cast<uint8_t>(rng());
-            const bool echo = round % 2 == 0;
-            answers = {[bytes, echo](const Request& r, uint32_t) {
-                auto out = bytes;
-                if (echo && out.size() >= 8) {  // get past the magic, id and opcode checks
-                    out[0] = 'R';
-                    out[1] = 'B';
-                    out[4] = static_cast<uint8_t>(r.opcode);
-                    out[5] = 0;
-                    out[6] = static_cast<uint8_t>(r.requestId);
-                    out[7] = static_cast<uint8_t>(r.requestId >> 8);
-                }
-                return Reply{out, {}, false, false, {}};
-            }};
-            std::vector<uint8_t> exact(getExpectedRespSize(OPCODE_GET_PROPERTY));
-            initGetPropertyReq(request.data(), 1);
-            const HpStatus s =
-                execute(camera.handle(), request.data(), 12, exact.data(), &responseLength);
-            EXPECT_LE(responseLength, exact.size());
-            if (s.statusCode == HP_STATUS_OK) {
-                EXPECT_NO_THROW(parseSetPropertyResp(exact.data(), responseLength));
-            }
-        }
-    }
-}
-
 TEST_F(ExecuteTest, RequestIdsWrapFrom65535ToZero) {
     while (generateRequestId() != 65534) {
     }
@@ -266,12 +227,9 @@ TEST_F(ExecuteTest, RequestIdsWrapFrom65535ToZero) {
 
 class CheckStatusTest : public SimTest {};
 
-TEST_F(CheckStatusTest, OkPassesSilently) {
+TEST_F(CheckStatusTest, OkPassesSilentlyAndFailuresThrowOrAreLoggedAtErrorSeverity) {
     EXPECT_TRUE(checkStatus(HpStatus{}, true));
     EXPECT_TRUE(host().logLines().empty());
-}
-
-TEST_F(CheckStatusTest, FailuresThrowOrAreLoggedAtErrorSeverity) {
     struct Case {
         HpStatus status;
         const char* text;
@@ -288,12 +246,7 @@ TEST_F(CheckStatusTest, FailuresThrowOrAreLoggedAtErrorSeverity) {
     };
     for (const Case& c : cases) {
         host().clearLog();
-        try {
-            checkStatus(c.status, true);
-            ADD_FAILURE() << "no exception for " << c.text;
-        } catch (const std::runtime_error& e) {
-            EXPECT_STREQ(e.what(), c.text);
-        }
+        EXPECT_THAT([&] { checkStatus(c.status, true); }, failsWith(c.text));
         EXPECT_TRUE(host().logLines().empty()) << "a thrown failure is not also logged";
 
         EXPECT_FALSE(checkStatus(c.status, false));

@@ -52,13 +52,6 @@ TEST_F(RawDataTest, EmptyWriteSendsStartAndFinishOnly) {
     EXPECT_EQ(progress.reports, (Reports{{2, 100}}));
 }
 
-TEST_F(RawDataTest, LargePacketsOfTheStreamingSizeFitTheirRequests) {
-    const auto data = pattern(17000);
-    vc::setRawData(device.handle(), 1052, data.data(), 17000, progress.callback(), 8152);
-    EXPECT_EQ(camera->rawData(1052), data);
-    EXPECT_EQ(progress.reports, (Reports{{0, 47}, {0, 95}, {0, 100}, {2, 100}}));
-}
-
 TEST_F(RawDataTest, FailedChunkStopsWithOneReportAndNoFinish) {
     device.setResponder(
         std::make_shared<Tamper>(camera, [](const wire::Request& r, int nth, vxsim::Reply& reply) {

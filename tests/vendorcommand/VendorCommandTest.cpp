@@ -115,51 +115,37 @@ TEST_F(PropertyCommandTest, GetPropertyReadsTheValueOrThrowsLeavingItUntouched) 
 
     script(camera, refuseWith(0x0021, "no such property"));
     value.intValue = 7;
-    try {
-        VendorCommand::getPropertyValue(camera.handle(), 133, value);
-        FAIL() << "no exception";
-    } catch (const std::runtime_error& e) {
-        EXPECT_STREQ(
-            e.what(),
-            "Request failed, device response with error, errorCode: 33, msg: no such property");
-    }
+    EXPECT_THAT([&] { VendorCommand::getPropertyValue(camera.handle(), 133, value); },
+                failsWith("Request failed, device response with error, errorCode: 33, msg: no "
+                          "such property"));
     EXPECT_EQ(value.intValue, 7);
 }
 
 TEST_F(PropertyCommandTest, StructureDataLimits) {
     std::vector<uint8_t> out(16, 0xEE);
     uint32_t size = 16;
+    const auto get = [&](uint32_t expected) {
+        return [&, expected] {
+            VendorCommand::getStructureData(camera.handle(), 1006, out.data(), size, expected);
+        };
+    };
     script(camera, answerWith(std::vector<uint8_t>(16, 1)));
-    VendorCommand::getStructureData(camera.handle(), 1006, out.data(), size, 0);
+    get(0)();
     EXPECT_EQ(size, 16u) << "a payload equal to the capacity fits";
 
     script(camera, answerWith(std::vector<uint8_t>(8, 2)));
     size = 16;
-    VendorCommand::getStructureData(camera.handle(), 1006, out.data(), size, 16);
+    get(16)();
     EXPECT_EQ(size, 8u) << "shorter than expected is accepted";
     EXPECT_EQ(out[7], 2);
     EXPECT_EQ(out[8], 1);
 
     script(camera, answerWith(std::vector<uint8_t>(18, 3)));
     size = 16;
-    try {
-        VendorCommand::getStructureData(camera.handle(), 1006, out.data(), size, 10);
-        FAIL() << "no exception";
-    } catch (const std::runtime_error& e) {
-        EXPECT_STREQ(e.what(), "getStructureData: buffer too small!")
-            << "checked before expected size";
-    }
+    EXPECT_THAT(get(10), failsWith("getStructureData: buffer too small!"))
+        << "checked before expected size";
     script(camera, answerWith(std::vector<uint8_t>(12, 3)));
-    EXPECT_THROW(
-        {
-            try {
-                VendorCommand::getStructureData(camera.handle(), 1006, out.data(), size, 10);
-            } catch (const std::runtime_error& e) {
-                EXPECT_STREQ(e.what(), "getStructureData: response size is invalid!");
-                throw;
-            }
-        },
-        std::runtime_error);
+    EXPECT_THAT(get(10), failsWith("getStructureData: response size is invalid!"));
     EXPECT_EQ(size, 16u) << "untouched on failure";
 }
 
@@ -189,12 +175,9 @@ TEST_F(PropertyCommandTest, OnlyAGoodAnswerIsTakenAsAStructure) {
     uint32_t size = 64;
     const auto expectRefused = [&](const char* what) {
         size = 64;
-        try {
-            VendorCommand::getStructureData(camera.handle(), 1006, out.data(), size, 0);
-            ADD_FAILURE() << "no exception: " << what;
-        } catch (const std::runtime_error& e) {
-            EXPECT_STREQ(e.what(), what);
-        }
+        EXPECT_THAT(
+            [&] { VendorCommand::getStructureData(camera.handle(), 1006, out.data(), size, 0); },
+            failsWith(what));
         EXPECT_EQ(size, 64u);
         EXPECT_EQ(out[0], 0xEE) << what;
     };
@@ -226,12 +209,8 @@ TEST_F(PropertyCommandTest, EmptyStructureIsRaisedThroughCheckStatus) {
     });
     std::vector<uint8_t> out(16);
     uint32_t size = 16;
-    try {
-        VendorCommand::getStructureData(camera.handle(), 1006, out.data(), size, 0);
-        FAIL() << "no exception";
-    } catch (const std::runtime_error& e) {
-        EXPECT_STREQ(
-            e.what(),
-            "Request failed, statusCode: 12, msg: get structure data return data size invalid");
-    }
+    EXPECT_THAT(
+        [&] { VendorCommand::getStructureData(camera.handle(), 1006, out.data(), size, 0); },
+        failsWith("Request failed, statusCode: 12, msg: get structure data return data size "
+                  "invalid"));
 }
