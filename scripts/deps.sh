@@ -22,7 +22,7 @@ NATIVE_PACKAGES=(cmake make g++ pkg-config libfmt-dev libgtest-dev libgmock-dev 
 CROSS_PACKAGES=(g++-arm-linux-gnueabihf qemu-user libfmt-dev:armhf libcli11-dev nlohmann-json3-dev
                 libgtest-dev:armhf libgmock-dev:armhf)
 
-CHECK_PACKAGES=(clang libclang-rt-14-dev valgrind)
+CHECK_PACKAGES=(clang libclang-rt-14-dev clang-format valgrind)
 # Only the benchmarks compare against these; the build and the tests do without them.
 BENCH_PACKAGES=(libboost-dev libisal-dev)
 

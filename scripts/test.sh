@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# Builds and runs the whole test suite natively, again with AddressSanitizer and
-# UndefinedBehaviorSanitizer (clang), runs the end-to-end tests under valgrind, runs each fuzz
-# target for a bounded time, then cross-builds for 32-bit ARM and runs the suite under qemu-arm.
-# The native suite includes the fuzz targets as replay programs over their seeds and regressions.
-# Installs missing Debian packages first.
+# Builds and runs the whole test suite natively (the fuzz targets among it, as replay programs over
+# their seeds and regression inputs), checks the formatting, runs the suite again with
+# AddressSanitizer and UndefinedBehaviorSanitizer (clang), runs the end-to-end tests under
+# valgrind, runs each fuzz target for a bounded time, then cross-builds for 32-bit ARM and runs
+# the suite under qemu-arm. Installs missing Debian packages first.
 #   scripts/test.sh            everything
 #   scripts/test.sh native     the native build and its tests only
 set -euo pipefail
@@ -21,8 +21,12 @@ ctest --test-dir build/native --output-on-failure -j"$jobs"
 
 [ "$what" = native ] && exit 0
 
-echo "== Sanitizer build (clang, AddressSanitizer + UndefinedBehaviorSanitizer)"
+echo "== Formatting (clang-format, the style in .clang-format)"
 need_checks
+find include src sim tools tests fuzz bench examples \( -name '*.cpp' -o -name '*.h' \) -print0 |
+    xargs -0 clang-format --dry-run --Werror
+
+echo "== Sanitizer build (clang, AddressSanitizer + UndefinedBehaviorSanitizer)"
 CC=clang CXX=clang++ cmake -S . -B build/sanitize -DCMAKE_BUILD_TYPE=RelWithDebInfo \
       -DVXSENSOR_SANITIZE=ON -DVXSENSOR_WERROR=ON -DVXSENSOR_BUILD_EXAMPLES=OFF
 cmake --build build/sanitize -j"$jobs"
