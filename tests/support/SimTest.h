@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -41,6 +42,14 @@ protected:
     // A device whose answers come from `handler`.
     static void script(vxsim::Device& device, vxsim::FunctionResponder::Handler handler) {
         device.setResponder(std::make_shared<vxsim::FunctionResponder>(std::move(handler)));
+    }
+
+    // A device answer of `bytes` that reports `reported` as the received length when given.
+    static vxsim::Reply reply(std::vector<uint8_t> bytes, std::optional<uint32_t> reported = {}) {
+        vxsim::Reply out;
+        out.bytes = std::move(bytes);
+        out.reportedLength = reported;
+        return out;
     }
 
     // For EXPECT_THAT on a callable: it throws a runtime error whose what() is `message`.

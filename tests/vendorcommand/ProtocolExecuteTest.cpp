@@ -35,7 +35,7 @@ protected:
     }
 
     static Answer raw(std::vector<uint8_t> bytes) {
-        return [bytes](const Request&, uint32_t) { return Reply{bytes, {}, false, false, {}}; };
+        return [bytes](const Request&, uint32_t) { return reply(bytes); };
     }
     static Answer status(uint16_t word, std::string text = {}) {
         return [word, text](const Request& r, uint32_t) {
@@ -45,12 +45,8 @@ protected:
     // An answer carrying the id of the request before this one.
     static Answer stale() {
         return [](const Request& r, uint32_t) {
-            return Reply{vxsim::wire::makeResponse(r.opcode, static_cast<uint16_t>(r.requestId - 1),
-                                                   0, std::vector<uint8_t>(20, 0)),
-                         {},
-                         false,
-                         false,
-                         {}};
+            return reply(vxsim::wire::makeResponse(r.opcode, static_cast<uint16_t>(r.requestId - 1),
+                                                   0, std::vector<uint8_t>(20, 0)));
         };
     }
 
@@ -83,14 +79,14 @@ TEST_F(ExecuteTest, ValidationOrderAndMessages) {
         auto bytes = vxsim::wire::makeResponse(static_cast<uint16_t>(r.opcode + 1), r.requestId, 0);
         bytes[0] = 0x34;
         bytes[1] = 0x12;
-        return Reply{bytes, {}, false, false, {}};
+        return reply(bytes);
     }};
     s = run();
     EXPECT_EQ(s.statusCode, HP_STATUS_DEVICE_RESPONSE_BAD_MAGIC) << "magic before opcode";
     EXPECT_EQ(s.msg, "Device response with bad magic , magic=0x1234, expectOpCode=0x4252");
 
     answers = {[](const Request& r, uint32_t) {
-        return Reply{vxsim::wire::makeResponse(7, r.requestId, 0), {}, false, false, {}};
+        return reply(vxsim::wire::makeResponse(7, r.requestId, 0));
     }};
     s = run();
     EXPECT_EQ(s.statusCode, HP_STATUS_DEVICE_RESPONSE_OPCODE_MISMATCH);
@@ -99,7 +95,7 @@ TEST_F(ExecuteTest, ValidationOrderAndMessages) {
     answers = {[](const Request& r, uint32_t) {
         auto bytes = vxsim::wire::makeResponse(r.opcode, r.requestId, 0, {1, 2, 3, 4});
         bytes.resize(bytes.size() - 1);  // declares one byte more than it sends
-        return Reply{bytes, {}, false, false, {}};
+        return reply(bytes);
     }};
     s = run();
     EXPECT_EQ(s.statusCode, HP_STATUS_DEVICE_RESPONSE_WRONG_DATA_SIZE);
@@ -195,13 +191,9 @@ TEST_F(ExecuteTest, TransportFailuresAreNeverRetried) {
 
 TEST_F(ExecuteTest, ALengthBeyondTheOfferedBufferIsRefused) {
     answers = {[](const Request& r, uint32_t capacity) {
-        Reply reply{
+        return reply(
             vxsim::wire::makeResponse(r.opcode, r.requestId, 0, std::vector<uint8_t>(20, 0)),
-            capacity + 4000,
-            false,
-            false,
-            {}};
-        return reply;
+            capacity + 4000);
     }};
     const HpStatus s = run();
     EXPECT_EQ(s.statusCode, HP_STATUS_DEVICE_RESPONSE_WRONG_DATA_SIZE);

@@ -153,13 +153,9 @@ TEST_F(PropertyCommandTest, StructureDataLimits) {
 TEST_F(PropertyCommandTest, StructureWithALyingLengthIsRefused) {
     script(camera, [](const std::vector<uint8_t>& bytes, uint32_t capacity) {
         const auto request = vxsim::wire::parseRequest(bytes);
-        Reply reply{vxsim::wire::makeResponse(request->opcode, request->requestId, 0,
-                                              std::vector<uint8_t>(1100, 7)),
-                    capacity + 1488,
-                    false,
-                    false,
-                    {}};
-        return reply;
+        return reply(vxsim::wire::makeResponse(request->opcode, request->requestId, 0,
+                                               std::vector<uint8_t>(1100, 7)),
+                     capacity + 1488);
     });
     std::vector<uint8_t> out(4095);
     uint32_t size = 4095;
@@ -205,7 +201,7 @@ TEST_F(PropertyCommandTest, EmptyStructureIsRaisedThroughCheckStatus) {
         const auto request = vxsim::wire::parseRequest(bytes);
         auto answer = vxsim::wire::makeResponse(request->opcode, request->requestId, 0);
         answer.resize(12, 0);
-        return Reply{answer, {}, false, false, {}};
+        return reply(answer);
     });
     std::vector<uint8_t> out(16);
     uint32_t size = 16;
