@@ -14,6 +14,7 @@
 #include "common/DeviceInfo.h"
 #include "common/Sleep.h"
 #include "common/VxExceptionExt.h"
+#include "firmware/InstallStatus.h"
 #include "firmware/L840FirmwareParser.h"
 #include "vendorcommand/VendorCommand.h"
 
@@ -25,20 +26,6 @@ constexpr uint32_t kFirmwareRawDataId = 4039;
 constexpr uint32_t kPresetRawDataId = 4060;
 constexpr uint32_t kPacketSize = 8152;
 constexpr int kAttempts = 5;
-constexpr int kPolls = 1200;
-constexpr uint32_t kPollPauseMs = 500;
-
-// Upgrade-status structure 1006, 260 bytes:
-//   0 i16 status (2 install started, 3 done, negative failed, other still working)
-//   2 u8 percent | 3 not interpreted | 4 char[256] message, zero-terminated
-constexpr uint32_t kUpgradeStatusId = 1006;
-constexpr uint32_t kStatusSize = 260;
-constexpr size_t kOffStatus = 0;
-constexpr size_t kOffPercent = 2;
-constexpr size_t kOffMessage = 4;
-constexpr int16_t kInstallStarted = 2;
-constexpr int16_t kInstallDone = 3;
-
 constexpr const char* kIncompatibleMessage =
     "Update failed!\nIncompatible firmware file for current device!";
 constexpr const char* kParseFailedMessage =
@@ -56,15 +43,11 @@ struct InstallStatus {
 };
 
 InstallStatus readInstallStatus(vx_device_t* device) {
-    // Zero-filled on every read: a camera may answer with fewer bytes than the structure holds.
-    std::array<uint8_t, kStatusSize> raw{};
-    uint32_t size = kStatusSize;
-    VendorCommand::getStructureData(device, kUpgradeStatusId, raw.data(), size, kStatusSize);
-    raw.back() = 0;
+    const InstallStatusBytes raw = readInstallStatusBytes(device);
     InstallStatus out;
-    out.status = static_cast<int16_t>(readLe16(&raw[kOffStatus]));
-    out.percent = raw[kOffPercent];
-    const auto text = raw.begin() + kOffMessage;
+    out.status = installStatusCode(raw);
+    out.percent = raw[kInstallStatusOffPercent];
+    const auto text = raw.begin() + kInstallStatusOffMessage;
     out.message.assign(text, std::find(text, raw.end(), uint8_t{0}));
     return out;
 }
@@ -72,17 +55,14 @@ InstallStatus readInstallStatus(vx_device_t* device) {
 // Waits for the camera to take the image, then passes its reports on. True when the camera's
 // report ended the update (done or failed).
 bool followInstall(vx_device_t* device, const UpgradeCallback& callback) {
-    for (int poll = 0; poll < kPolls; ++poll) {
-        if (readInstallStatus(device).status == kInstallStarted) break;
-        sleepMilliseconds(kPollPauseMs);
-    }
+    waitForInstallStart(device);
     // A camera that never says it started is followed all the same: it may be installing.
-    for (int poll = 0; poll < kPolls; ++poll) {
+    for (int poll = 0; poll < kInstallPolls; ++poll) {
         const InstallStatus s = readInstallStatus(device);
         // The camera's status word goes out unchanged: its codes belong to the device firmware.
         callback(static_cast<VXUpgradeState>(s.status), s.message.c_str(), s.percent);
         if (s.status < 0 || s.status == kInstallDone) return true;
-        sleepMilliseconds(kPollPauseMs);
+        sleepMilliseconds(kInstallPollPauseMs);
     }
     return false;
 }

@@ -13,6 +13,7 @@
 #include "common/Sleep.h"
 #include "common/Utils.h"
 #include "common/VxExceptionExt.h"
+#include "firmware/InstallStatus.h"
 #include "vendorcommand/VendorCommand.h"
 
 namespace libvxsensor {
@@ -22,14 +23,6 @@ namespace {
 constexpr uint32_t kRecoveryModeProperty = 133;
 constexpr uint32_t kFirmwareRawDataId = 4039;
 constexpr uint32_t kChunkSize = 8152;
-constexpr uint32_t kUpgradeStatusId = 1006;
-constexpr uint32_t kStatusSize = 260;
-constexpr size_t kOffStatus = 0;
-constexpr size_t kOffPercent = 2;
-constexpr size_t kOffMessage = 4;
-constexpr int16_t kInstallStarted = 2;
-constexpr int kPolls = 1200;
-constexpr uint32_t kPollPauseMs = 500;
 constexpr uint64_t kProgressIntervalMs = 500;
 
 uint64_t nowMilliseconds() {
@@ -121,33 +114,27 @@ void MiroMaxFirmwareUpdater::updateProc(vx_device_t* device,
     VendorCommand::FinishWritingRawData(device, kFirmwareRawDataId);
     callback(VX_UPGRADE_STATE_DEVICE_INSTALLING, "Firmware file data is in progress ...", 0);
 
-    VXDeviceUpgradeStatus status;
-    for (int poll = 0; poll < kPolls; ++poll) {
-        getUpdateState(device, status);
-        if (status.status == kInstallStarted) break;
-        sleepMilliseconds(kPollPauseMs);
-    }
+    waitForInstallStart(device);
     // A camera that never says it started is followed all the same: it may be installing.
-    for (int poll = 0; poll < kPolls; ++poll) {
+    VXDeviceUpgradeStatus status;
+    for (int poll = 0; poll < kInstallPolls; ++poll) {
         getUpdateState(device, status);
         const VXUpgradeState state = convertUpgradeStatus(status.status);
         // The camera's percentage is not trusted to stay within 0..100.
         const auto percent = static_cast<uint8_t>(std::clamp<int16_t>(status.percent, 0, 100));
         callback(state, status.message.data(), percent);
         if (state == VX_UPGRADE_STATE_DONE || state < 0) return;
-        sleepMilliseconds(kPollPauseMs);
+        sleepMilliseconds(kInstallPollPauseMs);
     }
     callback(VX_UPGRADE_STATE_TIMEOUT, "wait for device upgrade timeout!", 0);
 }
 
 void MiroMaxFirmwareUpdater::getUpdateState(vx_device_t* device, VXDeviceUpgradeStatus& status) {
-    // Zero-filled on every read: a camera may answer with fewer bytes than the structure holds.
-    std::array<uint8_t, kStatusSize> raw{};
-    uint32_t size = kStatusSize;
-    VendorCommand::getStructureData(device, kUpgradeStatusId, raw.data(), size, kStatusSize);
-    status.status = static_cast<int16_t>(readLe16(&raw[kOffStatus]));
-    status.percent = static_cast<int16_t>(readLe16(&raw[kOffPercent]));
-    std::copy_n(raw.begin() + kOffMessage, status.message.size(), status.message.begin());
+    const InstallStatusBytes raw = readInstallStatusBytes(device);
+    status.status = installStatusCode(raw);
+    status.percent = static_cast<int16_t>(readLe16(&raw[kInstallStatusOffPercent]));
+    std::copy_n(raw.begin() + kInstallStatusOffMessage, status.message.size(),
+                status.message.begin());
     status.message.back() = '\0';
 }
 
