@@ -52,4 +52,17 @@ inline double counter(const Result& r, const char* name) {
     return found == r.counters.end() ? 0.0 : found->second;
 }
 
+// What each benchmark program's main does once its benchmarks are registered: run them (with
+// Google Benchmark's own arguments), then print the summary from the collected results.
+template <typename Summary>
+int runAndSummarise(int& argc, char** argv, Summary printSummary) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    CollectingReporter report;
+    benchmark::RunSpecifiedBenchmarks(&report);
+    printSummary(report);
+    benchmark::Shutdown();
+    return 0;
+}
+
 }  // namespace vxbench

@@ -225,11 +225,5 @@ void printSummary(const vxbench::CollectingReporter& report) {
 int main(int argc, char** argv) {
     proveOrAbort();
     registerAll();
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    vxbench::CollectingReporter report;
-    benchmark::RunSpecifiedBenchmarks(&report);
-    printSummary(report);
-    benchmark::Shutdown();
-    return 0;
+    return vxbench::runAndSummarise(argc, argv, printSummary);
 }

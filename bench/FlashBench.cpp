@@ -328,11 +328,5 @@ int flashWriteOnce() {
 int main(int argc, char** argv) {
     if (argc > 1 && std::strcmp(argv[1], "--flash-write-once") == 0) return flashWriteOnce();
     registerUpdates();
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    vxbench::CollectingReporter report;
-    benchmark::RunSpecifiedBenchmarks(&report);
-    printSummary(report);
-    benchmark::Shutdown();
-    return 0;
+    return vxbench::runAndSummarise(argc, argv, printSummary);
 }
