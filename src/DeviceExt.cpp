@@ -6,6 +6,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,8 @@ constexpr const char* kPresetFileMessage = "Failed to read preset file";
 // The preset entry point reports under this name, not its symbol's; hosts match on it.
 constexpr const char* kPresetFunction = "vx_device_update_preset_ext";
 constexpr size_t kPathSlot = 1024;
+
+constexpr const char* kRawDataFunction = "vx_device_update_firmware_from_raw_data_ext";
 
 // The caller's plain callback as the library's function object; silent when there is none.
 UpgradeCallback upgradeWrapper(vx_device_upgrade_callback cb, void* userData) {
@@ -70,6 +73,16 @@ FileRead readWholeFile(const char* path, std::vector<uint8_t>& bytes) {
     return FileRead::Ok;
 }
 
+// Both firmware entry points end here; failures are reported under the in-memory entry point's
+// name whichever of the two was called.
+void updateFromImage(vx_device_t* device, ByteView image, vx_device_upgrade_callback cb,
+                     void* userData, vx_error** error) {
+    translateExceptions(kRawDataFunction, PresetCountState::Generic, cb, userData, error, [&] {
+        const auto updater = FirmwareUpdaterFactory::create(device);
+        updater->updateFirmware(device, image, upgradeWrapper(cb, userData));
+    });
+}
+
 }  // namespace
 
 extern "C" {
@@ -110,7 +123,7 @@ const char* vx_get_commit_hash(void) {
 }
 
 void vx_device_update_firmware_ext(vx_device_t* device, const char* path,
-                                   vx_device_upgrade_callback cb, bool async, void* user_data,
+                                   vx_device_upgrade_callback cb, bool /*async*/, void* user_data,
                                    vx_error** error) {
     std::vector<uint8_t> image;
     switch (readWholeFile(path, image)) {
@@ -123,24 +136,30 @@ void vx_device_update_firmware_ext(vx_device_t* device, const char* path,
         case FileRead::Ok:
             break;
     }
-    // The file's bytes are the image: handed on as they are, never copied again.
-    vx_device_update_firmware_from_raw_data_ext(
-        device, image.data(), static_cast<uint32_t>(image.size()), cb, async, user_data, error);
+    // The file's bytes are the library's own: the update works on them, never on a second copy.
+    updateFromImage(device, image, cb, user_data, error);
 }
 
 // The update always runs to its end before returning; `async` is accepted and ignored. The
-// caller's bytes are used where they are: the call is synchronous, so they outlive every use,
-// and a board updating an image of tens of MiB cannot spare a second copy of it.
+// caller's bytes are copied first, so a callback that reuses the caller's buffer while the
+// update runs cannot change what is written.
 void vx_device_update_firmware_from_raw_data_ext(vx_device_t* device, const uint8_t* data,
                                                  uint32_t data_size, vx_device_upgrade_callback cb,
                                                  bool /*async*/, void* user_data,
                                                  vx_error** error) {
-    translateExceptions("vx_device_update_firmware_from_raw_data_ext", PresetCountState::Generic,
-                        cb, user_data, error, [&] {
-                            const ByteView image(data, data_size);
-                            const auto updater = FirmwareUpdaterFactory::create(device);
-                            updater->updateFirmware(device, image, upgradeWrapper(cb, user_data));
-                        });
+    std::vector<uint8_t> image;
+    const bool copied =
+        translateExceptions(kRawDataFunction, PresetCountState::Generic, cb, user_data, error, [&] {
+            if (data == nullptr && data_size != 0) {
+                throw std::invalid_argument(
+                    "Firmware data is null but its size "
+                    "is not 0");
+            }
+            image.assign(data, data + data_size);
+        });
+    if (copied) {
+        updateFromImage(device, image, cb, user_data, error);
+    }
 }
 
 void vx_device_update_optional_depth_presets_ext(vx_device_t* device,

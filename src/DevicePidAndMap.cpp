@@ -66,11 +66,11 @@ DeviceInfoEntry decodeInfoEntry(const uint8_t* p) {
     DeviceInfoEntry e{};
     e.vid = readLe16(p);
     e.pid = readLe16(p + 2);
+    // Kept as given, all 64 bytes: a name may fill the field without a terminator, and every
+    // reader bounds itself by the field (nameText).
     for (std::size_t i = 0; i < sizeof(e.name); ++i) {
         e.name[i] = static_cast<char>(p[4 + i]);
     }
-    // The host's buffer is not trusted to be terminated.
-    e.name[sizeof(e.name) - 1] = '\0';
     return e;
 }
 

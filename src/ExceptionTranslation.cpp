@@ -22,7 +22,7 @@ void reportFailure(const char* function, VXUpgradeState state, const char* messa
     }
 }
 
-void translateExceptions(const char* function, PresetCountState presetCount,
+bool translateExceptions(const char* function, PresetCountState presetCount,
                          vx_device_upgrade_callback cb, void* userData, vx_error** error,
                          const std::function<void()>& body) {
     const auto fail = [&](VXUpgradeState state, const char* message, int type) {
@@ -30,6 +30,7 @@ void translateExceptions(const char* function, PresetCountState presetCount,
     };
     try {
         body();
+        return true;
     } catch (const mismatch_firmware_exception_ext& e) {
         fail(VX_UPGRADE_STATE_MISMATCH, e.what(), kTypeKnownException);
     } catch (const unsupported_device_exception_ext& e) {
@@ -43,6 +44,7 @@ void translateExceptions(const char* function, PresetCountState presetCount,
     } catch (...) {
         fail(VX_UPGRADE_STATE_FAILED, "Unknown error", kTypeUnknownException);
     }
+    return false;
 }
 
 }  // namespace libvxsensor

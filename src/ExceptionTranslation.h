@@ -13,7 +13,8 @@ enum class PresetCountState { Own, Generic };
 // (state, text, 0), then stored as a new error object (status 1) naming `function`:
 // mismatch -9, unsupported device -10, invalid preset count -11 (only with
 // PresetCountState::Own, else -6), any other std::exception -6, anything else -6 "Unknown error".
-void translateExceptions(const char* function, PresetCountState presetCount,
+// True when `body` ran to its end.
+bool translateExceptions(const char* function, PresetCountState presetCount,
                          vx_device_upgrade_callback cb, void* userData, vx_error** error,
                          const std::function<void()>& body);
 

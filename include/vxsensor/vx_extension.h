@@ -94,7 +94,9 @@ VX_EXT_API const char* vx_get_commit_hash(void);
 VX_EXT_API void vx_device_update_firmware_ext(vx_device_t* device, const char* path,
                                               vx_device_upgrade_callback cb, bool async,
                                               void* user_data, vx_error** error);
-/* The same from an image in memory (copied before use). */
+/* The same from an image in memory. The bytes are copied before the device is contacted, so the
+ * caller's buffer may change during the update (in a callback, say) without changing what is
+ * written. Null `data` with a non-zero `data_size` is refused: (-6, message, 0) and an error. */
 VX_EXT_API void vx_device_update_firmware_from_raw_data_ext(vx_device_t* device,
                                                             const uint8_t* data, uint32_t data_size,
                                                             vx_device_upgrade_callback cb,

@@ -84,9 +84,12 @@ void Host::reset() {
     logLines_.clear();
     clearFailures();
     for (uint64_t& count : calls_) count = 0;
+    journal_.clear();
+    journalOn_ = false;
 }
 
 const Failure* Host::enter(HostCall call) {
+    journal(hostCallName(call));
     const size_t index = indexOf(call);
     ++calls_[index];
     Switch& sw = switches_[index];

@@ -21,9 +21,17 @@ const char* orEmpty(const char* text) {
     return text != nullptr ? text : "";
 }
 
+vx_error* makeError(int status, const char* message, const char* function, const char* args,
+                    int exceptionType) {
+    auto* error =
+        new vx_error{status, orEmpty(message), orEmpty(function), orEmpty(args), exceptionType};
+    Host::instance().objectCreated(true);
+    return error;
+}
+
 // Callers may pass a null error pointer when they do not care; then nothing is reported.
 void report(vx_error** error, const std::string& message, const char* function) {
-    if (error != nullptr) *error = vx_create_error(1, message.c_str(), function, "", 0);
+    if (error != nullptr) *error = makeError(1, message.c_str(), function, "", 0);
 }
 
 // Applies the call's failure switch. Returns false when the call must stop without its work.
@@ -194,21 +202,22 @@ const char* vx_device_get_extension_info(vx_device_t* device, const char* info_k
 
 vx_error* vx_create_error(int status, const char* message, const char* function, const char* args,
                           int exception_type) {
-    auto* error =
-        new vx_error{status, orEmpty(message), orEmpty(function), orEmpty(args), exception_type};
-    Host::instance().objectCreated(true);
-    return error;
+    Host::instance().journal("vx_create_error");
+    return makeError(status, message, function, args, exception_type);
 }
 
 const char* vx_error_get_message(const vx_error* error) {
+    Host::instance().journal("vx_error_get_message");
     return error != nullptr ? error->message.c_str() : "";
 }
 
 const char* vx_error_get_function(const vx_error* error) {
+    Host::instance().journal("vx_error_get_function");
     return error != nullptr ? error->function.c_str() : "";
 }
 
 void vx_delete_error(vx_error* error) {
+    Host::instance().journal("vx_delete_error");
     if (error == nullptr) return;
     delete error;
     Host::instance().objectDeleted(true);

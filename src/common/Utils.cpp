@@ -76,18 +76,18 @@ int asciiLower(char c) {
 }
 }  // namespace
 
+// The C library's case-insensitive comparison on the texts as C strings: it ends at the first
+// NUL and returns the difference of the first pair of lowered characters that differ. Written
+// out rather than calling strcasecmp, whose folding follows the process locale.
 int vx_stricmp(const std::string& a, const std::string& b) {
-    const size_t common = a.size() < b.size() ? a.size() : b.size();
-    for (size_t i = 0; i < common; ++i) {
-        const int diff = asciiLower(a[i]) - asciiLower(b[i]);
-        if (diff != 0) {
+    const char* p = a.c_str();
+    const char* q = b.c_str();
+    for (;; ++p, ++q) {
+        const int diff = asciiLower(*p) - asciiLower(*q);
+        if (diff != 0 || *p == '\0') {
             return diff;
         }
     }
-    if (a.size() == b.size()) {
-        return 0;
-    }
-    return a.size() < b.size() ? -1 : 1;
 }
 
 bool vx_isValidDateTime(const std::string& text) {
@@ -114,7 +114,11 @@ int getFirmwareVersionInt(const std::string& version) {
         return 0;
     }
     static const int kPartWeight[3] = {10000, 100, 1};
-    char field[16];
+    // Sixteen digits are kept, as the field buffer always held them; the sixteenth only ever
+    // counts towards the field's length, never towards its value.
+    constexpr size_t kFieldKept = 16;
+    constexpr size_t kFieldCounted = 15;
+    char field[kFieldKept];
     size_t fieldLength = 0;
     size_t parts = 0;
     int total = 0;
@@ -122,7 +126,8 @@ int getFirmwareVersionInt(const std::string& version) {
     // refused by every caller anyway.
     const auto fieldValue = [&field, &fieldLength]() {
         int value = 0;
-        for (size_t i = 0; i < fieldLength && value <= 99; ++i) {
+        const size_t counted = fieldLength < kFieldCounted ? fieldLength : kFieldCounted;
+        for (size_t i = 0; i < counted && value <= 99; ++i) {
             value = value * 10 + (field[i] - '0');
         }
         return value;

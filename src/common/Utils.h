@@ -18,7 +18,8 @@ void check_vx_error(vx_error** error);
 // that comes back short without an error keeps the full size, its unread tail zero.
 std::vector<uint8_t> readFile(const std::string& path);
 
-// ASCII case-insensitive comparison: negative, zero or positive like strcmp.
+// strcasecmp of the C locale: ASCII case folded, the texts end at their first NUL, and the
+// result is the difference of the first lowered characters that differ.
 int vx_stricmp(const std::string& a, const std::string& b);
 
 // Whether the first eight characters are a real calendar date YYYYMMDD; anything after them is

@@ -12,12 +12,14 @@ namespace libvxsensor::VendorCommand {
 namespace {
 
 constexpr uint32_t kFlashWriteOverhead = 12;  // header and flash offset
-// A write request and a read answer must both fit a command buffer.
-constexpr uint32_t kMaxFlashChunk = kCommandBufferSize - kFlashWriteOverhead;
+constexpr uint32_t kFlashReadOverhead = 10;   // the answer's header and status word
+// A write request, or a read answer, must fit a command buffer.
+constexpr uint32_t kMaxFlashWriteChunk = kCommandBufferSize - kFlashWriteOverhead;
+constexpr uint32_t kMaxFlashReadChunk = kCommandBufferSize - kFlashReadOverhead;
 
-uint32_t chunkLimit(vx_device_t* device, uint32_t packetSize) {
-    const uint32_t limit = resolvePacketSize(device, packetSize);
-    if (limit == 0 || limit > kMaxFlashChunk) {
+// A limit of 0 would never advance; one beyond `maxChunk` would overrun a buffer.
+uint32_t checkedLimit(uint32_t limit, uint32_t maxChunk) {
+    if (limit == 0 || limit > maxChunk) {
         throw std::invalid_argument("flash packet size out of range");
     }
     return limit;
@@ -82,7 +84,11 @@ void readChunks(vx_device_t* device, uint32_t offset, uint32_t size, uint32_t li
 
 void readFlash(vx_device_t* device, uint32_t offset, uint32_t size, const GetDataCallback& callback,
                bool /*flag*/, uint32_t packetSize) {
-    const uint32_t limit = chunkLimit(device, packetSize);
+    const uint32_t resolved = resolvePacketSize(device, packetSize);
+    if (size == 0) {
+        return;
+    }
+    const uint32_t limit = checkedLimit(resolved, kMaxFlashReadChunk);
     // A failure goes to the callback even when it is empty: a caller without one learns of it
     // as std::bad_function_call, the only channel this function has.
     readChunks(device, offset, size, limit, static_cast<bool>(callback),
@@ -111,7 +117,9 @@ bool verifyByReadBack(vx_device_t* device, uint32_t offset, const uint8_t* image
             }
         }
     };
-    readChunks(device, offset, size, chunkLimit(device, packetSize), true, checker);
+    readChunks(device, offset, size,
+               checkedLimit(resolvePacketSize(device, packetSize), kMaxFlashReadChunk), true,
+               checker);
     // One byte of tolerance in the length, as the device's own tools have always allowed.
     const uint32_t shortfall = size > verified ? size - verified : verified - size;
     return matched && shortfall <= 1;
@@ -122,7 +130,7 @@ bool verifyByReadBack(vx_device_t* device, uint32_t offset, const uint8_t* image
 void writeFlash(vx_device_t* device, uint32_t offset, const void* data, uint32_t size,
                 const SetDataCallback& callback, bool /*flag*/, WriteFlashVerifyMode verifyMode,
                 uint32_t packetSize) {
-    const uint32_t limit = chunkLimit(device, packetSize);
+    const uint32_t limit = checkedLimit(resolvePacketSize(device, packetSize), kMaxFlashWriteChunk);
     const auto* image = static_cast<const uint8_t*>(data);
     CommandBuffers buffers;
     // Without a callback a failed step is ignored and the write goes on; with one it is

@@ -24,11 +24,15 @@ void releaseSilently(vx_error* error) {
     }
 }
 
-std::string takeMessage(vx_error* error) {
+// One warning with the host's message, then the error is released: the message text belongs to
+// the error object, so it is read while the object still lives.
+void logFallback(const char* failedCall, vx_error* error) {
     const char* text = vx_error_get_message(error);
-    std::string message = text != nullptr ? text : "";
+    log_ext(
+        VX_LOG_SEVERITY_WARN, VX_SOURCE_LOC,
+        "packetSizeForConnection: {} failed (msg: {}), falling back to DEFAULT_PACKET_SIZE ({})",
+        failedCall, text != nullptr ? text : "", DEFAULT_PACKET_SIZE);
     vx_delete_error(error);
-    return message;
 }
 
 bool setPropertyAccepted(vx_device_t* device, uint32_t propertyId) {
@@ -43,19 +47,13 @@ uint32_t packetSizeForConnection(vx_device_t* device) {
     vx_error* error = nullptr;
     vx_device_info* info = vx_device_get_device_info(device, &error);
     if (error != nullptr) {
-        log_ext(VX_LOG_SEVERITY_WARN, VX_SOURCE_LOC,
-                "packetSizeForConnection: vx_device_get_device_info failed (msg: {}), falling back "
-                "to DEFAULT_PACKET_SIZE ({})",
-                takeMessage(error), DEFAULT_PACKET_SIZE);
+        logFallback("vx_device_get_device_info", error);
         return DEFAULT_PACKET_SIZE;
     }
     const char* text = vx_device_info_get_connection_type(info, &error);
     const std::string connection = error == nullptr && text != nullptr ? text : "";
     if (error != nullptr) {
-        log_ext(VX_LOG_SEVERITY_WARN, VX_SOURCE_LOC,
-                "packetSizeForConnection: vx_device_info_get_connection_type failed (msg: {}), "
-                "falling back to DEFAULT_PACKET_SIZE ({})",
-                takeMessage(error), DEFAULT_PACKET_SIZE);
+        logFallback("vx_device_info_get_connection_type", error);
         error = nullptr;
         vx_delete_device_info(info, &error);
         releaseSilently(error);

@@ -1,11 +1,13 @@
 // readFile, vx_stricmp, date and firmware-version checks.
 #include <gtest/gtest.h>
 
+#include <strings.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "common/Utils.h"
@@ -44,18 +46,23 @@ TEST(ReadFile, GivesTheWholeFileOrNothing) {
     std::remove(empty.c_str());
 }
 
-TEST(VxStricmp, IgnoresAsciiCaseOnly) {
-    struct Case {
-        const char *a, *b;
-        int sign;
+TEST(VxStricmp, IsTheCLibrarysCaseInsensitiveComparison) {
+    using namespace std::string_literals;
+    const std::pair<std::string, std::string> cases[] = {
+        {"USB3.0", "usb3.0"},
+        {"", ""},
+        {"abc", "ABD"},
+        {"b", "A"},
+        {"ab", "ABC"},
+        {"abc", "AB"},
+        {"[", "a"},
+        {"\xC4", "\xE4"},
+        {"a\0x"s, "A\0y"s},
+        {"a\0x"s, "ab"},
+        {"jetson nano", "Jetson Nano"},
     };
-    const Case cases[] = {
-        {"USB3.0", "usb3.0", 0}, {"", "", 0},      {"abc", "ABD", -1}, {"b", "A", 1},
-        {"ab", "ABC", -1},       {"abc", "AB", 1}, {"[", "a", -1},     {"\xC4", "\xE4", -1},
-    };
-    for (const Case& c : cases) {
-        const int r = vx_stricmp(c.a, c.b);
-        EXPECT_EQ((r > 0) - (r < 0), c.sign) << c.a << " vs " << c.b;
+    for (const auto& [a, b] : cases) {
+        EXPECT_EQ(vx_stricmp(a, b), ::strcasecmp(a.c_str(), b.c_str())) << a << " vs " << b;
     }
 }
 
@@ -106,6 +113,8 @@ TEST(GetFirmwareVersionInt, ReadsMajorMinorPatch) {
         {"1.4294967296000005.1", 0},
         {"1.99999999999999999999999.1", 0},
         {"1.00000000000000000000000.1", 10001},
+        // Only the first fifteen digits of a part count: the sixteenth, 5, does not.
+        {"1.0000000000000005.3", 10003},
     };
     for (const Case& c : cases) {
         EXPECT_EQ(getFirmwareVersionInt(c.text), c.value) << c.text;

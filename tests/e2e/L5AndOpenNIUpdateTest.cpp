@@ -30,6 +30,33 @@ TEST_F(L5AndOpenNIUpdateTest, L5ImageLandsWithItsStatesAndMessages) {
     EXPECT_TRUE(inFlash(*cam, 0, file)) << "trailer included";
 }
 
+// The caller's buffer is theirs during the update too: what lands is what was passed in.
+TEST_F(L5AndOpenNIUpdateTest, ImageInMemoryIsCopiedBeforeUse) {
+    auto cam = vxsim::makeCamera("l5");
+    const std::vector<uint8_t> file = L5Image().build();
+    struct Scribbler : UpgradeRecorder {
+        std::vector<uint8_t> buffer;
+    } r;
+    r.buffer = file;
+    vx_device_update_firmware_from_raw_data_ext(
+        cam->handle(), r.buffer.data(), static_cast<uint32_t>(r.buffer.size()),
+        [](VXUpgradeState state, const char* message, uint8_t percent, void* self) {
+            auto* s = static_cast<Scribbler*>(self);
+            std::fill(s->buffer.begin(), s->buffer.end(), 0x00);
+            UpgradeRecorder::record(state, message, percent, self);
+        },
+        false, &r, &r.error);
+    EXPECT_EQ(r.last(), (UpgradeReport{3, kDone, 100}));
+    EXPECT_TRUE(inFlash(*cam, 0, file));
+
+    UpgradeRecorder refused;
+    vx_device_update_firmware_from_raw_data_ext(cam->handle(), nullptr, 16, UpgradeRecorder::record,
+                                                false, &refused, &refused.error);
+    EXPECT_EQ(std::get<0>(refused.last()), -6);
+    refused.expectError("Firmware data is null but its size is not 0",
+                        "vx_device_update_firmware_from_raw_data_ext", 1);
+}
+
 TEST_F(L5AndOpenNIUpdateTest, ImagesLandAtTheirAddressInTheFamilysPackets) {
     const struct {
         const char* camera;

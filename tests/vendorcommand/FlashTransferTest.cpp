@@ -142,11 +142,30 @@ TEST_F(FlashTransferTest, ReadFailureOrShortAnswerIsReportedWithTheOffsetReached
     EXPECT_THROW(vc::readFlash(device.handle(), 0, 1000, {}, false, 480), std::bad_function_call);
 }
 
-TEST_F(FlashTransferTest, PacketSizesThatCannotFitARequestAreRefusedBeforeAnyTraffic) {
-    const auto image = pattern(10);
+// A write request carries 12 bytes besides its data, a read answer 10: 1012 and 1014 fill a
+// 1024-byte buffer. Beyond those, or at 0, nothing is sent; an empty read returns before.
+TEST_F(FlashTransferTest, PacketSizesThatCannotFitABufferAreRefusedBeforeAnyTraffic) {
+    const auto image = pattern(2048);
     EXPECT_THROW(
         vc::writeFlash(device.handle(), 0, image.data(), 10, {}, false, vc::VERIFY_NONE, 0),
         std::invalid_argument);
-    EXPECT_THROW(vc::readFlash(device.handle(), 0, 10, {}, false, 1013), std::invalid_argument);
+    EXPECT_THROW(
+        vc::writeFlash(device.handle(), 0, image.data(), 10, {}, false, vc::VERIFY_NONE, 1013),
+        std::invalid_argument);
+    EXPECT_THROW(vc::readFlash(device.handle(), 0, 10, {}, false, 1015), std::invalid_argument);
     EXPECT_TRUE(device.exchanges().empty());
+    vc::readFlash(device.handle(), 0, 0, {}, false, 0);
+    vc::readFlash(device.handle(), 0, 0, {}, false, 5000);
+    EXPECT_TRUE(device.exchanges().empty());
+
+    camera->writeFlashDirect(0x1000, image);
+    GetProgress got;
+    vc::readFlash(device.handle(), 0x1000, 2048, got.callback(), false, 1014);
+    EXPECT_EQ(got.sizes, (std::vector<uint32_t>{1014, 1014, 20}));
+    EXPECT_EQ(got.data, image);
+    SetProgress wrote;
+    vc::writeFlash(device.handle(), 0x4000, image.data(), 2048, wrote.callback(), false,
+                   vc::VERIFY_READ_BACK, 1012);
+    EXPECT_THAT(writeSizes(), ElementsAre(1012, 1012, 24));
+    EXPECT_EQ(wrote.reports.back(), (Report{2, 100}));
 }

@@ -48,7 +48,12 @@ TEST_F(PacketSizeTest, FollowsTheConnectionTypeExactly) {
 
 TEST_F(PacketSizeTest, HostFailuresFallBackToTheDefaultWithOneLogLine) {
     host().failCall(vxsim::HostCall::GetDeviceInfo, {0, 1, "bus reset"});
+    host().setCallJournal(true);
     EXPECT_EQ(VendorCommand::packetSizeForConnection(camera.handle()), 768u);
+    // The error is logged while it lives, and released after.
+    EXPECT_THAT(host().callJournal(),
+                ::testing::ElementsAre("vx_device_get_device_info", "vx_error_get_message",
+                                       "vx_log_external_message", "vx_delete_error"));
     ASSERT_EQ(host().logLines().size(), 1u);
     EXPECT_EQ(host().logLines()[0].message,
               "packetSizeForConnection: vx_device_get_device_info failed (msg: bus reset), "

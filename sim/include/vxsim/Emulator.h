@@ -175,6 +175,12 @@ public:
     // Also print lines of at least `minSeverity` to `out` (nullptr: print nothing).
     void setLogEcho(std::FILE* out, VXLogSeverity minSeverity = VX_LOG_SEVERITY_WARN);
 
+    // The names of the host functions called, in order, while the journal is on (off by
+    // default): for tests of what happens in which order, such as logging a host error before
+    // releasing it.
+    void setCallJournal(bool on) { journalOn_ = on; }
+    const std::vector<std::string>& callJournal() const { return journal_; }
+
     void failCall(HostCall call, Failure failure);
     void clearFailures();
     uint64_t callCount(HostCall call) const;
@@ -183,13 +189,17 @@ public:
     int liveErrors() const { return liveErrors_; }
     int liveDeviceInfos() const { return liveDeviceInfos_; }
 
-    // Clears log, failure switches and call counts (live-object counts stay: they are facts).
+    // Clears log, failure switches, call counts and the journal, and turns the journal off
+    // (live-object counts stay: they are facts).
     void reset();
 
     // Used by the host functions; not for applications.
     // Counts the call and returns the failure it must produce, if its switch says so.
     const Failure* enter(HostCall call);
     void addLogLine(LogLine line);
+    void journal(const char* function) {
+        if (journalOn_) journal_.emplace_back(function);
+    }
     void objectCreated(bool isError) { (isError ? liveErrors_ : liveDeviceInfos_)++; }
     void objectDeleted(bool isError) { (isError ? liveErrors_ : liveDeviceInfos_)--; }
 
@@ -204,6 +214,8 @@ private:
     VXLogSeverity echoMin_ = VX_LOG_SEVERITY_WARN;
     Switch switches_[kHostCallCount];
     uint64_t calls_[kHostCallCount] = {};
+    bool journalOn_ = false;
+    std::vector<std::string> journal_;
     int liveErrors_ = 0;
     int liveDeviceInfos_ = 0;
 };
