@@ -3,10 +3,14 @@
 #include "ExceptionTranslation.h"
 
 #include <stdexcept>
+#include <string>
+#include <vector>
 
+#include "builders/L5Image.h"
+#include "builders/L840Container.h"
+#include "builders/MiroMaxPackage.h"
 #include "common/VxExceptionExt.h"
-#include "support/SimTest.h"
-#include "support/Upgrade.h"
+#include "support/Catalog.h"
 
 using namespace libvxsensor;
 
@@ -64,4 +68,49 @@ TEST_F(ExceptionTranslationTest, CallbackComesBeforeTheErrorObjectAndNothingWith
     UpgradeRecorder quiet = run(PresetCountState::Own, [] {});
     EXPECT_TRUE(quiet.reports.empty());
     EXPECT_EQ(quiet.error, nullptr);
+}
+
+// A host that fails to release device information has failed: the operation ends there, with
+// the host's message, and before anything is written.
+class FailedReleaseTest : public CatalogTest {};
+
+TEST_F(FailedReleaseTest, EndsTheOperationBeforeAnyWrite) {
+    const std::vector<uint8_t> l840 =
+        L840Container().component(L840Component().name("main").data(bytes(64, 1))).build();
+    const struct {
+        const char* camera;
+        std::vector<uint8_t> file;
+    } cases[] = {
+        {"l840", l840},
+        {"l5", L5Image().build()},
+        {"l5pro", l840},
+        {"openni", bytes(0x20000, 3)},
+        {"miromax", MiroMaxPackage().build()},
+    };
+    // The factory's release, then the updater's own.
+    for (const uint32_t skip : {0u, 1u}) {
+        for (const auto& c : cases) {
+            SCOPED_TRACE(std::string(c.camera) + " release " + std::to_string(skip + 1));
+            auto cam = vxsim::makeCamera(c.camera);
+            host().failCall(vxsim::HostCall::DeleteDeviceInfo, {skip, 1, "release refused"});
+            UpgradeRecorder r;
+            update(*cam, c.file, r);
+            EXPECT_EQ(r.reports, (std::vector<UpgradeReport>{{-6, "release refused", 0}}));
+            r.expectError("release refused", "vx_device_update_firmware_from_raw_data_ext", 1);
+            EXPECT_EQ(cam->camera().counters().flashWrites, 0u);
+            EXPECT_EQ(cam->camera().counters().rawDataWritesFinished, 0u);
+            if (skip == 0) {
+                EXPECT_TRUE(cam->device().exchanges().empty());
+            }
+            EXPECT_EQ(
+                logLinesWith("- where: vx_delete_device_info\n - msg: release refused").size(), 1u);
+            host().reset();
+        }
+    }
+    auto cam = vxsim::makeCamera("l840");
+    host().failCall(vxsim::HostCall::DeleteDeviceInfo, {0, 1, "release refused"});
+    const uint8_t data[4] = {1, 2, 3, 4};
+    EXPECT_THAT([&] { vx_device_write_customer_data_ext(cam->handle(), data, 4); },
+                failsWith("release refused"));
+    EXPECT_TRUE(cam->device().exchanges().empty());
 }

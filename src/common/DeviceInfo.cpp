@@ -12,12 +12,30 @@ DeviceInfo::DeviceInfo(vx_device_t* device) {
 }
 
 DeviceInfo::~DeviceInfo() {
-    // A failure to release is the host's business and cannot be acted on here.
+    if (released_) {
+        return;
+    }
     vx_error* error = nullptr;
     vx_delete_device_info(info_, &error);
     if (error != nullptr) {
         vx_delete_error(error);
     }
+}
+
+void DeviceInfo::release() {
+    released_ = true;
+    vx_error* error = nullptr;
+    vx_delete_device_info(info_, &error);
+    check_vx_error(&error);
+}
+
+DeviceIds readDeviceIds(vx_device_t* device) {
+    DeviceInfo info(device);
+    DeviceIds ids;
+    ids.pid = info.pid();
+    ids.vid = info.vid();
+    info.release();
+    return ids;
 }
 
 uint16_t DeviceInfo::vid() const {

@@ -1,5 +1,8 @@
 // RAII access to the host's device-information object: obtained once, released on every path.
-// Each read goes through check_vx_error, so a host failure becomes an exception.
+// Each read goes through check_vx_error, so a host failure becomes an exception; so does a
+// failed release, when the caller releases explicitly with release(). The destructor releases
+// silently: it runs when an exception is already on its way, or where a failed release has
+// nothing to tell.
 #pragma once
 
 #include <cstdint>
@@ -13,6 +16,9 @@ class DeviceInfo {
 public:
     explicit DeviceInfo(vx_device_t* device);
     ~DeviceInfo();
+    // Releases the object now and raises a host error from the release. Reads are not allowed
+    // afterwards.
+    void release();
     DeviceInfo(const DeviceInfo&) = delete;
     DeviceInfo& operator=(const DeviceInfo&) = delete;
 
@@ -23,6 +29,15 @@ public:
 
 private:
     vx_device_info* info_;
+    bool released_ = false;
 };
+
+// The device's vendor and product ids, read and released with every host error raised: what the
+// factories and updaters decide by before anything is sent.
+struct DeviceIds {
+    uint16_t vid = 0;
+    uint16_t pid = 0;
+};
+DeviceIds readDeviceIds(vx_device_t* device);
 
 }  // namespace libvxsensor

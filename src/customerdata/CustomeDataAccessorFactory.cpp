@@ -15,13 +15,7 @@ constexpr uint16_t kL5ProPid = 0x0671;
 }
 
 std::shared_ptr<ICustomeDataAccessor> CustomeDataAccessorFactory::create(vx_device_t* device) {
-    uint16_t pid = 0;
-    uint16_t vid = 0;
-    {
-        const DeviceInfo info(device);
-        pid = info.pid();
-        vid = info.vid();
-    }
+    const auto [vid, pid] = readDeviceIds(device);
     if (isDeviceInContainer(L840SeriesDevPids, vid, pid)) {
         return std::make_shared<L840CustomDataAccessor>();
     }

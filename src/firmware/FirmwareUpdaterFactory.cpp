@@ -65,13 +65,7 @@ Family familyOf(vx_device_t* device, uint16_t vid, uint16_t pid) {
 }  // namespace
 
 std::shared_ptr<IFirmwareUpdater> FirmwareUpdaterFactory::create(vx_device_t* device) {
-    uint16_t pid = 0;
-    uint16_t vid = 0;
-    {
-        const DeviceInfo info(device);
-        pid = info.pid();
-        vid = info.vid();
-    }
+    const auto [vid, pid] = readDeviceIds(device);
     switch (familyOf(device, vid, pid)) {
         case Family::L840:
             return std::make_shared<L840FirmwareUpdater>();

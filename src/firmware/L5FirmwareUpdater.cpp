@@ -24,7 +24,7 @@ constexpr uint32_t kBootloaderPacketSize = 256;
 
 void L5FirmwareUpdater::updateFirmware(vx_device_t* device, ByteView data,
                                        UpgradeCallback callback) {
-    uint16_t pid = DeviceInfo(device).pid();
+    uint16_t pid = readDeviceIds(device).pid;
     const L5FirmwareParser parser(data.data(), static_cast<uint32_t>(data.size()));
     const uint16_t filePid = readLe16(parser.getFileInfo() + kL5OffPid);
     L5BootloaderInfoManager bootloaderInfo;

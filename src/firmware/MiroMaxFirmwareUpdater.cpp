@@ -32,15 +32,13 @@ uint64_t nowMilliseconds() {
 }
 
 void checkDevice(vx_device_t* device, const MiroMaxFirmwareFileHeader& header) {
-    uint16_t pid = 0;
-    {
-        const DeviceInfo info(device);
-        pid = info.pid();
-        if (info.connectionType() != "Ethernet") {
-            throw invalid_connection_type_ext(
-                "Miro max device only support upgrade firmware via ethernet now!");
-        }
+    DeviceInfo info(device);
+    const uint16_t pid = info.pid();
+    if (info.connectionType() != "Ethernet") {
+        throw invalid_connection_type_ext(
+            "Miro max device only support upgrade firmware via ethernet now!");
     }
+    info.release();
     const auto name = MiroMxaProductName.find(pid);
     if (name == MiroMxaProductName.end() || vx_stricmp(name->second, header.productName) != 0) {
         throw mismatch_firmware_exception_ext("Firmware mismatch, unsupported product name: " +

@@ -19,7 +19,7 @@ void OpenNIFirmwareUpdater::updateFirmware(vx_device_t* device, ByteView data,
                                            UpgradeCallback callback) {
     // The identity is not needed, but reading it makes a host failure end the call before the
     // image is even looked at.
-    static_cast<void>(DeviceInfo(device).pid());
+    static_cast<void>(readDeviceIds(device));
     const OpenNIFirmwareParser parser(data.data(), static_cast<uint32_t>(data.size()));
     const uint32_t address = parser.getWriteAddress();
 

@@ -14,13 +14,7 @@ namespace libvxsensor {
 
 std::shared_ptr<IOptionalDepthPresetsUpdater> OptionalDepthPresetsUpdaterFactory::create(
     vx_device_t* device) {
-    uint16_t pid = 0;
-    uint16_t vid = 0;
-    {
-        const DeviceInfo info(device);
-        pid = info.pid();
-        vid = info.vid();
-    }
+    const auto [vid, pid] = readDeviceIds(device);
     if (isDeviceInContainer(L840AndKovraADevPids, vid, pid) ||
         (vid == kVendorId && isPidValid(pid, L815DevPids))) {
         return std::make_shared<L840OptionalDepthPresetsUpdater>();

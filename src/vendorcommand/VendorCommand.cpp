@@ -75,6 +75,7 @@ uint32_t resolvePacketSize(vx_device_t* device, uint32_t requested) {
     if (requested <= kL845SeMaxPacket) {
         return requested;
     }
+    // Released silently: a failed release must not stop a flash transfer whose sizing succeeded.
     const DeviceInfo info(device);
     const uint16_t pid = info.pid();
     const uint16_t vid = info.vid();
