@@ -185,6 +185,14 @@ std::vector<uint8_t> l840File() {
         .component(L840Component().address(0x100000).data(randomBytes(k16MiB - kL840Overhead)))
         .build();
 }
+// A hostile container: a million records of four bytes, each a valid empty component. Parsing
+// must cost about the file, not a list entry per record.
+std::vector<uint8_t> l840TinyRecordsFile() {
+    constexpr uint32_t kRecords = 1000000;
+    std::vector<uint8_t> file = L840Container().serial("Lumex 840").count(kRecords).build();
+    for (uint32_t i = 0; i < kRecords; ++i) file.insert(file.end(), {4, 0, 0, 0});
+    return file;
+}
 std::vector<uint8_t> l5File() {
     return L5Image().pid(0x0670).size(0xA0000).build();
 }
@@ -211,9 +219,12 @@ std::vector<uint8_t> miroMaxFile() {
 #endif
 
 const Family kFamilies[] = {
-    {"L840", "l840,flash=32M", l840File, false}, {"L5", "l5", l5File, false},
-    {"OpenNI", "openni", openNIFile, false},     {"L5Pro", "l5pro", l5ProFile, true},
+    {"L840", "l840,flash=32M", l840File, false},
+    {"L5", "l5", l5File, false},
+    {"OpenNI", "openni", openNIFile, false},
+    {"L5Pro", "l5pro", l5ProFile, true},
     {"MiroMax", "miromax", miroMaxFile, true},
+    {"L840-1M-tiny-records", "l840", l840TinyRecordsFile, false},
 };
 
 void BM_UpdateFromFile(benchmark::State& state, const Family& family) {

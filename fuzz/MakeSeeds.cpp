@@ -133,10 +133,14 @@ void flowPrefixes(const fs::path& prefixes) {
 
     Corpus l840(prefixes / "l840_update");
     Corpus miromax(prefixes / "miromax_update");
+    Corpus l5pro(prefixes / "l5pro_update");
     Corpus customer(prefixes / "customer_data_read");
     for (uint8_t failure = 0; failure <= 10; ++failure) {
         for (uint8_t variant = 0; variant < 4; ++variant) l840.add({variant, failure, 1, 0});
-        for (uint8_t variant = 0; variant < 2; ++variant) miromax.add({variant, failure, 1});
+        for (uint8_t variant = 0; variant < 2; ++variant) {
+            miromax.add({variant, failure, 1});
+            for (uint8_t kind = 0; kind < 3; ++kind) l5pro.add({variant, failure, 1, kind});
+        }
         for (uint8_t variant = 0; variant < 3; ++variant)
             customer.add(cat({{variant, failure, 1}, le16(2047)}));
     }

@@ -10,7 +10,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         const L840FirmwareParser parser(data, static_cast<uint32_t>(size));
         const auto& components = parser.getFirmwareDataList();
         VXFUZZ_CHECK(components.size() == parser.getFileHeader().componentCount());
-        VXFUZZ_CHECK(parser.getFileHeader().serial().size() <= libvxsensor::kL840TextSize);
+        VXFUZZ_CHECK(parser.getFileHeader().serial().size() <=
+                     libvxsensor::l840container::kTextSize);
         uint64_t used = parser.getFileHeader().headerSize();
         for (const auto& c : components) {
             used += c.headerSize() + c.data.size();

@@ -1,8 +1,10 @@
 // Fault campaign: for each maintenance operation, every fault variant of the emulator is injected
 // at every exchange of the operation's traffic (sampled for long transfers), alone and in pairs.
 // After each run: no leaked host object, exactly one final outcome through the operation's
-// channel, nothing written when a check before the transfer refused, and never a success report
-// while the camera does not hold what was sent.
+// channel, nothing written when a check before the transfer refused, never a success report
+// while the camera does not hold what was sent, and no update that reports success without
+// having written and verified something (these files hold no ISP part, the one kind an update may
+// rightly skip as already current).
 #include <gmock/gmock.h>
 
 #include <cstdio>
@@ -28,6 +30,8 @@ struct Outcome {
     bool success = false;
     bool refusedEarly = false;  // refused by a check that precedes the transfer
     bool holdsImage = true;     // the camera holds what a success claims
+    bool update = false;        // a firmware update: success needs a verified write
+    bool wroteAndVerified = false;
 };
 
 struct Operation {
@@ -68,7 +72,13 @@ Outcome firmwareUpdate(EmulatedCamera& cam, const std::vector<uint8_t>& file,
     vx_device_update_firmware_from_raw_data_ext(cam.handle(), file.data(),
                                                 static_cast<uint32_t>(file.size()),
                                                 UpgradeRecorder::record, false, &r, &r.error);
-    return upgradeOutcome(r, successStates);
+    Outcome o = upgradeOutcome(r, successStates);
+    o.update = true;
+    // A flash write checked by read-back or CRC, or an image the camera took whole.
+    const vxsim::CameraCounters& c = cam.camera().counters();
+    o.wroteAndVerified = (c.flashWrites > 0 && (c.flashBytesRead > 0 || c.crcChecks > 0)) ||
+                         c.rawDataWritesFinished > 0;
+    return o;
 }
 
 const std::vector<uint8_t> kBoot = pattern(1000, 1);
@@ -229,12 +239,26 @@ std::vector<Operation> operations() {
 }
 
 const std::vector<Fault> kVariants = {
-    Fault::transportError(),  Fault::staleRequestId(),    Fault::busy(),
-    Fault::deviceError(1),    Fault::deviceError(0x7FFF), Fault::deviceWarning(0x8001),
-    Fault::badMagic(),        Fault::truncate(0),         Fault::truncate(9),
-    Fault::truncate(10),      Fault::truncate(12),        Fault::overlongBody(1),
-    Fault::overlongBody(100), Fault::overlongLength(1),   Fault::bitFlip(0),
-    Fault::bitFlip(83),       Fault::bitFlip(1001),       Fault::disappear(),
+    Fault::transportError(),
+    Fault::staleRequestId(),
+    Fault::busy(),
+    Fault::deviceError(1),
+    Fault::deviceError(0x7FFF),
+    Fault::deviceWarning(0x8001),
+    Fault::badMagic(),
+    Fault::truncate(0),
+    Fault::truncate(9),
+    Fault::truncate(10),
+    Fault::truncate(12),
+    Fault::overlongBody(1),
+    Fault::overlongBody(100),
+    Fault::overlongLength(1),
+    Fault::bitFlip(0),
+    Fault::bitFlip(83),
+    Fault::bitFlip(1001),
+    Fault::disappear(),
+    // The low bit of a saved product id, as a bootloader's save-info answer carries it.
+    Fault::bitFlip(272),
 };
 
 void noSleep(uint32_t) {}
@@ -284,6 +308,9 @@ TEST_F(FaultCampaignTest, EveryFaultAtEveryExchangeKeepsTheInvariants) {
                 << "success claimed for what the camera does not hold; faults: "
                 << (rules.empty() ? "none" : vxsim::faultKindName(rules[0].fault.kind)) << " at "
                 << (rules.empty() ? 0 : rules[0].n);
+            if (o.update && o.success) {
+                EXPECT_TRUE(o.wroteAndVerified) << "success reported with nothing written";
+            }
             if (o.refusedEarly) {
                 EXPECT_EQ(cam->camera().counters().flashWrites, 0u)
                     << "written despite an early refusal";

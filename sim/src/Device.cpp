@@ -33,6 +33,7 @@ void Device::record(Exchange exchange) {
     if (link_) {
         modelledSeconds_ += link_->seconds(exchange.request.size(), exchange.response.size());
     }
+    totals_.add(exchange);
     if (recording_) exchanges_.push_back(std::move(exchange));
 }
 

@@ -24,6 +24,11 @@ double LinkModel::seconds(size_t requestBytes, size_t responseBytes) const {
     return latencySeconds + (bytesPerSecond > 0.0 ? bytes / bytesPerSecond : 0.0);
 }
 
+double LinkModel::totalSeconds(uint64_t exchanges, uint64_t bytes) const {
+    return static_cast<double>(exchanges) * latencySeconds +
+           (bytesPerSecond > 0.0 ? static_cast<double>(bytes) / bytesPerSecond : 0.0);
+}
+
 LinkModel LinkModel::usb2() {
     return {"USB2.0", 0.25e-3, 35e6};
 }

@@ -50,32 +50,32 @@ std::string format(const char* pattern, ...) {
 
 }  // namespace
 
-TraceSummary summarizeExchanges(const Device& device) {
-    TraceSummary summary;
-    for (const Exchange& exchange : device.exchanges()) {
-        ++summary.exchanges;
-        summary.bytesSent += exchange.request.size();
-        summary.bytesReceived += exchange.response.size();
-        if (exchange.request.size() >= 6) ++summary.perOpcode[wire::le16(&exchange.request[4])];
-        uint16_t status = 0;
-        switch (outcomeOf(exchange, status)) {
-            case Outcome::Transport:
-                ++summary.transportErrors;
-                break;
-            case Outcome::Malformed:
-                ++summary.malformed;
-                break;
-            case Outcome::Error:
-                ++summary.deviceErrors;
-                break;
-            case Outcome::Warning:
-                ++summary.warnings;
-                break;
-            case Outcome::Ok:
-                break;
-        }
+void TraceSummary::add(const Exchange& exchange) {
+    ++exchanges;
+    bytesSent += exchange.request.size();
+    bytesReceived += exchange.response.size();
+    if (exchange.request.size() >= 6) ++perOpcode[wire::le16(&exchange.request[4])];
+    uint16_t status = 0;
+    switch (outcomeOf(exchange, status)) {
+        case Outcome::Transport:
+            ++transportErrors;
+            break;
+        case Outcome::Malformed:
+            ++malformed;
+            break;
+        case Outcome::Error:
+            ++deviceErrors;
+            break;
+        case Outcome::Warning:
+            ++warnings;
+            break;
+        case Outcome::Ok:
+            break;
     }
-    return summary;
+}
+
+TraceSummary summarizeExchanges(const Device& device) {
+    return device.totals();
 }
 
 std::string dumpExchanges(const Device& device) {

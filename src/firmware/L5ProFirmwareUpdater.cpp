@@ -46,7 +46,8 @@ InstallStatus readInstallStatus(vx_device_t* device) {
     const InstallStatusBytes raw = readInstallStatusBytes(device);
     InstallStatus out;
     out.status = installStatusCode(raw);
-    out.percent = raw[kInstallStatusOffPercent];
+    // The camera's percentage is not trusted to stay within 0..100.
+    out.percent = std::min<uint8_t>(raw[kInstallStatusOffPercent], 100);
     const auto text = raw.begin() + kInstallStatusOffMessage;
     out.message.assign(text, std::find(text, raw.end(), uint8_t{0}));
     return out;
@@ -68,11 +69,11 @@ bool followInstall(vx_device_t* device, const UpgradeCallback& callback) {
 }
 
 bool fitsDevice(vx_device_t* device, ByteView data, uint32_t size) {
-    const uint16_t pid = DeviceInfo(device).pid();
-    const L840ContainerView container(data.data(), size);
-    const std::vector<L840ComponentView>& components = container.components();
+    const uint16_t pid = readDeviceIds(device).pid;
+    const L840FirmwareParser container(data.data(), size);
+    const L840Records& components = container.getFirmwareDataList();
     return !components.empty() &&
-           std::all_of(components.begin(), components.end(), [pid](const L840ComponentView& c) {
+           std::all_of(components.begin(), components.end(), [pid](const L840FirmwareData& c) {
                return L840FirmwareParser::isFirmwareDataAdaptable(c, pid);
            });
 }

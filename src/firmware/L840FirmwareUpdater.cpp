@@ -69,13 +69,32 @@ void checkL845SeDate(uint16_t vid, uint16_t pid, const std::string& dateTime) {
     }
 }
 
+// What the updater does with one component: it skips those meant for other products and the ISP
+// firmware the device already runs (or any ISP part in bootloader mode), and writes the rest.
+enum class Plan { SkipUnfit, SkipIsp, WriteReadBack, WriteCrc32 };
+
+struct Rules {
+    uint16_t pid;
+    bool bootloader;
+    std::string ispVersion;
+
+    Plan planFor(const L840FirmwareData& component) const {
+        if (!L840FirmwareParser::isFirmwareDataAdaptable(component, pid)) return Plan::SkipUnfit;
+        if (!isIspAddress(component.flashAddress())) return Plan::WriteReadBack;
+        if (component.version() == ispVersion || bootloader) return Plan::SkipIsp;
+        return Plan::WriteCrc32;
+    }
+};
+
 // The flash layer reads writeSize bytes of a component; a file that claims more than it carries
-// must not make it read past the data.
-void checkWriteSizes(const std::vector<L840ComponentView>& components) {
-    for (const L840ComponentView& component : components) {
-        if (component.writeSize() > component.data.size()) {
-            throw mismatch_firmware_exception_ext(
-                "Parse firmware data failed!\nInvalid input data or data has been damaged");
+// must not make it read past the data. Only what will be written is judged, and all of it before
+// the first write.
+void checkWriteSizes(const L840Records& components, const Rules& rules) {
+    for (const L840FirmwareData& component : components) {
+        const Plan plan = rules.planFor(component);
+        const bool written = plan == Plan::WriteReadBack || plan == Plan::WriteCrc32;
+        if (written && component.writeSize() > component.data.size()) {
+            throw mismatch_firmware_exception_ext(l840container::kMsgDamaged);
         }
     }
 }
@@ -84,11 +103,10 @@ void checkWriteSizes(const std::vector<L840ComponentView>& components) {
 class Session {
 public:
     Session(vx_device_t* device, const UpgradeCallback& callback, uint32_t packetSize,
-            bool bootloader, VXUpgradeState finalState, std::string finalMessage, size_t count)
+            VXUpgradeState finalState, std::string finalMessage, size_t count)
         : device_(device),
           callback_(callback),
           packetSize_(packetSize),
-          bootloader_(bootloader),
           finalState_(finalState),
           finalMessage_(std::move(finalMessage)),
           count_(count) {}
@@ -106,7 +124,7 @@ public:
     }
 
     // Writes one component; false when it failed five times (already reported).
-    bool write(const L840ComponentView& component, size_t index,
+    bool write(const L840FirmwareData& component, size_t index,
                VendorCommand::WriteFlashVerifyMode mode, bool kovraA) {
         const Messages messages(component.name());
         const VendorCommand::SetDataCallback progress = [&](VXDataTranState s, uint8_t percent) {
@@ -134,8 +152,6 @@ public:
         callback_(state_, message_.c_str(), 0);
         return false;
     }
-
-    bool bootloader() const { return bootloader_; }
 
 private:
     // A component's texts, made once per component rather than once per packet.
@@ -192,7 +208,6 @@ private:
     vx_device_t* device_;
     const UpgradeCallback& callback_;
     uint32_t packetSize_;
-    bool bootloader_;
     VXUpgradeState finalState_;
     std::string finalMessage_;
     size_t count_;
@@ -205,17 +220,11 @@ private:
 
 void L840FirmwareUpdater::updateFirmware(vx_device_t* device, ByteView data,
                                          UpgradeCallback callback) {
-    uint16_t vid = 0;
-    uint16_t pid = 0;
-    {
-        const DeviceInfo info(device);
-        vid = info.vid();
-        pid = info.pid();
-    }
+    auto [vid, pid] = readDeviceIds(device);
     const uint32_t packetSize = VendorCommand::packetSizeForConnection(device);
     const std::string ispVersion = ispVersionOf(device);
 
-    const L840ContainerView container(data.data(), static_cast<uint32_t>(data.size()));
+    const L840FirmwareParser container(data.data(), static_cast<uint32_t>(data.size()));
     const L840FirmwareFileHeader& header = container.getFileHeader();
     L840BootloaderInfoManager bootloaderInfo;
 
@@ -224,47 +233,55 @@ void L840FirmwareUpdater::updateFirmware(vx_device_t* device, ByteView data,
         const uint32_t real = bootloaderInfo.getDeviceVidPid(device, packetSize);
         vid = static_cast<uint16_t>(real & 0xFFFF);
         pid = static_cast<uint16_t>(real >> 16);
-        // Without the real identity the device's own components would be skipped as not
-        // meant for it and the update would still end "successfully": refuse instead.
+        // Without the real identity the device's own components would be skipped as not meant
+        // for it, the serial rules would judge the bootloader instead of the camera, and the
+        // update could still end "successfully": refuse before anything is written.
         if (bootloaderInfo.saveInfoReadFailed()) {
             throw std::runtime_error(
                 "Failed to read the device identity from flash in bootloader mode");
+        }
+        if (vid == kVendorId && pid == kBootloaderPid) {
+            throw std::runtime_error(
+                "The device identity saved in flash is not recognised in bootloader mode");
         }
     }
     checkSerial(vid, pid, header.serial(), bootloaderInfo.getDeviceName());
     checkL845SeDate(vid, pid, header.dateTime());
 
-    const std::vector<L840ComponentView>& components = container.components();
-    checkWriteSizes(components);
+    const L840Records& components = container.getFirmwareDataList();
+    const Rules rules{pid, bootloader, ispVersion};
+    checkWriteSizes(components, rules);
     // A bootloader update of these models only finishes the first stage.
     const bool twoStages = bootloader && (isDeviceInContainer(L840SeriesDevPids, vid, pid) ||
                                           (vid == kVendorId && isPidValid(pid, L815DevPids)));
-    Session session(device, callback, packetSize, bootloader,
+    Session session(device, callback, packetSize,
                     twoStages ? VX_UPGRADE_STATE_STAGE_DONE : VX_UPGRADE_STATE_DONE,
                     twoStages ? kStageDoneMessage : kDoneMessage, components.size());
     const bool kovraA = isDeviceInContainer(KovraADevPids, vid, pid);
 
-    for (size_t index = 1; index <= components.size(); ++index) {
-        const L840ComponentView& component = components[index - 1];
-        if (!L840FirmwareParser::isFirmwareDataAdaptable(component, pid)) {
-            session.skipUnfit(index);
-            continue;
-        }
-        auto mode = VendorCommand::VERIFY_READ_BACK;
-        if (isIspAddress(component.flashAddress())) {
-            // The ISP firmware the device already runs, or any ISP part in bootloader mode, is
-            // left alone.
-            if (component.version() == ispVersion || session.bootloader()) {
+    size_t index = 0;
+    for (const L840FirmwareData& component : components) {
+        ++index;
+        switch (rules.planFor(component)) {
+            case Plan::SkipUnfit:
+                session.skipUnfit(index);
+                break;
+            case Plan::SkipIsp:
                 if (index == components.size()) {
                     session.reportFinal();
                     return;
                 }
-                continue;
-            }
-            mode = VendorCommand::VERIFY_CRC32;
-        }
-        if (!session.write(component, index, mode, kovraA)) {
-            return;
+                break;
+            case Plan::WriteReadBack:
+                if (!session.write(component, index, VendorCommand::VERIFY_READ_BACK, kovraA)) {
+                    return;
+                }
+                break;
+            case Plan::WriteCrc32:
+                if (!session.write(component, index, VendorCommand::VERIFY_CRC32, kovraA)) {
+                    return;
+                }
+                break;
         }
     }
 }

@@ -1,5 +1,4 @@
-// Parsing of preset files. Every length and offset comes from the file and is checked before
-// use with arithmetic that cannot wrap on a 32-bit board.
+// Parsing of preset files: the header here, the records through L840RecordWalker.
 #include "presets/L840OptionalDepthPresetsParser.h"
 
 #include <algorithm>
@@ -11,103 +10,63 @@
 
 namespace libvxsensor {
 
+using namespace l840presets;
+
 namespace {
 
-constexpr uint32_t kMagic = 0x74737270;  // "prst"
-constexpr uint32_t kMaxHeaderSize = 128;
-constexpr size_t kPidSlots = 12;
-constexpr size_t kPidOffset = 104;
-// The one message without "!" is the one a data run past the end has always produced.
-constexpr const char* kDamaged =
-    "Parse preset data failed!\nInvalid input data or data has been damaged";
-constexpr const char* kDataPastEnd =
-    "Parse preset data failed\nInvalid input data or data has been damaged";
-
-[[noreturn]] void damaged(const char* message = kDamaged) {
-    throw mismatch_firmware_exception_ext(message);
-}
+constexpr L840RecordMessages kMessages{kMsgDamaged, kMsgDataPastEnd};
 
 std::string boundedText(const uint8_t* field, size_t width) {
-    const auto* text = reinterpret_cast<const char*>(field);
-    return std::string(text, strnlen(text, width));
+    return std::string(field, std::find(field, field + width, uint8_t{0}));
 }
 
 }  // namespace
 
 uint32_t L840OptionalDepthPresetsFileHeader::headerSize() const {
-    return readLe32(raw.data());
+    return readLe32(raw.data() + kOffHeaderSize);
 }
 uint32_t L840OptionalDepthPresetsFileHeader::presetCount() const {
-    return readLe32(raw.data() + 4);
+    return readLe32(raw.data() + kOffCount);
 }
 std::string L840OptionalDepthPresetsFileHeader::productName() const {
-    return boundedText(raw.data() + 24, 16);
+    return boundedText(raw.data() + kOffProductName, kProductNameSize);
 }
 uint32_t L840OptionalDepthPresetsFileHeader::magic() const {
-    return readLe32(raw.data() + 40);
-}
-
-uint32_t L840OptionalDepthPresetsData::dataLength() const {
-    return readLe32(header.data() + 4);
-}
-uint32_t L840OptionalDepthPresetsData::flashAddress() const {
-    return readLe32(header.data() + 8);
-}
-uint32_t L840OptionalDepthPresetsData::writeSize() const {
-    return readLe32(header.data() + 16);
-}
-uint32_t L840OptionalDepthPresetsData::checksum() const {
-    return readLe32(header.data() + 20);
-}
-uint16_t L840OptionalDepthPresetsData::pid(size_t slot) const {
-    return slot < kPidSlots ? readLe16(header.data() + kPidOffset + 2 * slot) : 0;
+    return readLe32(raw.data() + kOffMagic);
 }
 
 L840OptionalDepthPresetsParser::L840OptionalDepthPresetsParser(const uint8_t* data, uint32_t size,
                                                                uint16_t pid) {
-    if (data == nullptr || size < 4) damaged();
+    if (data == nullptr || size < 4) throw mismatch_firmware_exception_ext(kMsgDamaged);
     const uint32_t headerSize = readLe32(data);
-    if (headerSize > kMaxHeaderSize || headerSize > size) damaged();
-    std::memcpy(header_.raw.data(), data, std::min<size_t>(headerSize, header_.raw.size()));
-    if (header_.presetCount() == 0 || header_.magic() != kMagic) damaged();
-
-    uint32_t pos = headerSize;
-    for (uint32_t i = 0; i < header_.presetCount(); ++i) {
-        // A record header must at least hold its own size field; otherwise a huge count over
-        // empty records would spin without consuming the file.
-        if (size - pos < 4) damaged();
-        const uint32_t recordSize = readLe32(data + pos);
-        if (recordSize < 4 || recordSize > kMaxHeaderSize || recordSize > size - pos) damaged();
-        L840OptionalDepthPresetsData record;
-        std::memcpy(record.header.data(), data + pos, recordSize);
-        if (record.pid(0) == 0) {
-            writeLe16(record.header.data() + kPidOffset, 0xFFFF);  // names no product: fits all
-        }
-        pos += recordSize;
-        if (record.dataLength() > size - pos) damaged(kDataPastEnd);
-        record.data.assign(data + pos, data + pos + record.dataLength());
-        pos += record.dataLength();
-        checkPresetData(record);
-        if (isPresetDataAdaptable(record, pid)) {
-            dataList_.push_back(std::move(record));
-        }
+    if (headerSize > kMaxHeaderSize || headerSize > size) {
+        throw mismatch_firmware_exception_ext(kMsgDamaged);
     }
+    std::memcpy(header_.raw.data(), data, std::min<size_t>(headerSize, header_.raw.size()));
+    if (header_.presetCount() == 0 || header_.magic() != kMagic) {
+        throw mismatch_firmware_exception_ext(kMsgDamaged);
+    }
+    const ByteView file(data, size);
+    const uint32_t count = header_.presetCount();
+    L840RecordWalker walker(file, headerSize, count, kMessages);
+    L840Record record;
+    uint32_t kept = 0;
+    while (walker.next(record)) {
+        // Every record is verified, the ones that will be dropped too.
+        checkPresetData(record);
+        kept += isPresetDataAdaptable(record, pid) ? 1u : 0u;
+    }
+    dataList_ = L840Records(file, headerSize, count, kept, kMessages, true, pid);
 }
 
 bool L840OptionalDepthPresetsParser::isPresetDataAdaptable(
     const L840OptionalDepthPresetsData& record, uint16_t pid) {
-    if (record.pid(0) == 0xFFFF) return true;
-    for (size_t k = 0; k < kPidSlots; ++k) {
-        if (record.pid(k) != 0 && record.pid(k) == pid) return true;
-    }
-    return false;
+    return record.fits(pid);
 }
 
 void L840OptionalDepthPresetsParser::checkPresetData(const L840OptionalDepthPresetsData& record) {
-    uint32_t sum = 0;
-    for (const uint8_t byte : record.data) sum += byte;
-    if (sum != record.checksum()) {
-        throw std::runtime_error("Checksum mismatch!\nInvalid input file or file has been damaged");
+    if (byteSum(record.data) != record.checksum()) {
+        throw std::runtime_error(kMsgChecksum);
     }
 }
 

@@ -1,51 +1,67 @@
-// The L840 family's optional-depth-preset file: a header, then preset records that each name a
-// flash address and the product ids they fit. Only records that fit the device are kept.
+// The L840 family's optional-depth-preset file: a header, then preset records in the layout of
+// L840Records.h, each naming a flash address and the product ids it fits. Only records that fit
+// the device are handed out.
+//
+// File header (first record starts at its declared size, at most 128; 64 bytes carry meaning):
+//   0 u32 header size | 4 u32 preset count (not 0) | 8 16 bytes not interpreted
+//   24 char[16] product name | 40 u32 magic "prst" (0x74737270) | 44 20 bytes not interpreted
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string>
-#include <vector>
+
+#include "firmware/L840Records.h"
 
 namespace libvxsensor {
 
-// File header: 0 header size (<= 128), 4 preset count (> 0), 24 product name (16 bytes),
-// 40 magic "prst" (0x74737270). Only the first 64 bytes carry meaning.
+namespace l840presets {
+inline constexpr uint32_t kHeaderSize = 64;
+inline constexpr uint32_t kMaxHeaderSize = 128;
+inline constexpr uint32_t kMagic = 0x74737270;  // "prst"
+inline constexpr size_t kOffHeaderSize = 0;
+inline constexpr size_t kOffCount = 4;
+inline constexpr size_t kOffProductName = 24;
+inline constexpr size_t kProductNameSize = 16;
+inline constexpr size_t kOffMagic = 40;
+// The one message without "!" is the one a data run past the end has always produced.
+inline constexpr const char* kMsgDamaged =
+    "Parse preset data failed!\nInvalid input data or data has been damaged";
+inline constexpr const char* kMsgDataPastEnd =
+    "Parse preset data failed\nInvalid input data or data has been damaged";
+inline constexpr const char* kMsgChecksum =
+    "Checksum mismatch!\nInvalid input file or file has been damaged";
+}  // namespace l840presets
+
 struct L840OptionalDepthPresetsFileHeader {
-    std::array<uint8_t, 64> raw{};
+    std::array<uint8_t, l840presets::kHeaderSize> raw{};
     uint32_t headerSize() const;
     uint32_t presetCount() const;
     std::string productName() const;
     uint32_t magic() const;
 };
 
-// Record header (first 128 bytes): 0 header size (<= 128), 4 data length, 8 flash address,
-// 16 write size, 20 checksum (byte sum), 104 twelve product ids (0xFFFF first: any device).
-struct L840OptionalDepthPresetsData {
-    std::array<uint8_t, 128> header{};
-    std::vector<uint8_t> data;
-    uint32_t dataLength() const;
-    uint32_t flashAddress() const;
-    uint32_t writeSize() const;
-    uint32_t checksum() const;
-    uint16_t pid(size_t slot) const;
-};
+// A preset: its record header, its data still in the file.
+using L840OptionalDepthPresetsData = L840Record;
 
 class L840OptionalDepthPresetsParser {
 public:
-    // Throws mismatch_firmware_exception_ext for a damaged file and std::runtime_error for a
-    // checksum mismatch (of any record, kept or not).
+    // Checks the whole file in one pass. Throws mismatch_firmware_exception_ext for a damaged
+    // file and std::runtime_error for a checksum mismatch (of any record, kept or not). Borrows
+    // `data`, which must outlive the parser and every record it hands out.
     L840OptionalDepthPresetsParser(const uint8_t* data, uint32_t size, uint16_t pid);
 
     const L840OptionalDepthPresetsFileHeader& getFileHeader() const { return header_; }
-    const std::vector<L840OptionalDepthPresetsData>& getDataList() const { return dataList_; }
+    // The records that fit the product, in file order, walked on demand.
+    const L840Records& getDataList() const { return dataList_; }
 
     static bool isPresetDataAdaptable(const L840OptionalDepthPresetsData& record, uint16_t pid);
     static void checkPresetData(const L840OptionalDepthPresetsData& record);
 
 private:
     L840OptionalDepthPresetsFileHeader header_;
-    std::vector<L840OptionalDepthPresetsData> dataList_;
+    L840Records dataList_;
 };
 
 }  // namespace libvxsensor

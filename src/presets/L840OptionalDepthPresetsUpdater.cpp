@@ -26,8 +26,7 @@ struct DeviceFacts {
     std::string firmware;
 };
 
-DeviceFacts readDevice(vx_device_t* device) {
-    const DeviceInfo info(device);
+DeviceFacts readDevice(const DeviceInfo& info, vx_device_t* device) {
     DeviceFacts facts;
     facts.pid = info.pid();
     facts.vid = info.vid();
@@ -62,7 +61,9 @@ void writeRecord(vx_device_t* device, const L840OptionalDepthPresetsData& record
                  uint32_t packetSize) {
     VXDataTranState failure = VX_DATA_TRAN_STATE_NONE;
     VendorCommand::writeFlash(
-        device, record.flashAddress(), record.data.data(), record.writeSize(),
+        // Preset files give a 32-bit address; the four bytes after it are not interpreted.
+        device, static_cast<uint32_t>(record.flashAddress()), record.data.data(),
+        record.writeSize(),
         [&failure](VXDataTranState state, uint8_t) {
             if (state == VX_DATA_TRAN_STATE_FAILED || state == VX_DATA_TRAN_STATE_VERIFY_FAILED) {
                 failure = state;
@@ -83,8 +84,7 @@ void checkWriteSizes(const std::vector<std::shared_ptr<L840OptionalDepthPresetsP
     for (const auto& parser : parsers) {
         for (const L840OptionalDepthPresetsData& record : parser->getDataList()) {
             if (record.writeSize() > record.data.size()) {
-                throw mismatch_firmware_exception_ext(
-                    "Parse preset data failed!\nInvalid input data or data has been damaged");
+                throw mismatch_firmware_exception_ext(l840presets::kMsgDamaged);
             }
         }
     }
@@ -130,8 +130,10 @@ void L840OptionalDepthPresetsUpdater::updateOptionalDepthPresets(
     if (presets.empty() || presets.size() > 3) {
         throw invalid_preset_count_ext("The number of preset file must be 1~3!");
     }
-    const DeviceFacts facts = readDevice(device);
+    DeviceInfo info(device);
+    const DeviceFacts facts = readDevice(info, device);
     checkFirmware(facts);
+    info.release();
     // Deliberately after the firmware gate: a bootloader reports no usable firmware version.
     if (facts.pid == kBootloaderPid) {
         throw unsupported_device_exception_ext("Unsupported device in bootloader mode!");

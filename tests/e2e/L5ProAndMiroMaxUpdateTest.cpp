@@ -107,16 +107,24 @@ TEST_F(L5ProAndMiroMaxUpdateTest, TheCamerasVerdictIsPassedOnAndEndsTheUpdate) {
         {"miromax",
          InstallScript().started().status(9, 20, "Strange"),
          {handedOver, {-6, "Strange", 20}}},
+        // However lying the camera, no percentage above 100 reaches the caller.
         {"miromax",
          InstallScript().started().status(1, 250, "Verifying").done(),
          {handedOver, {1, "Verifying", 100}, kDone}},
+        {"l5pro",
+         InstallScript().started().status(1, 178, "Installing").failed(-4, "Flash write error"),
+         {{1, "Installing", 100}, {-4, "Flash write error", 0}}},
+        {"l945se",
+         InstallScript().started().status(1, 255, "Installing").failed(-4, "Flash write error"),
+         {{1, "Installing", 100}, {-4, "Flash write error", 0}}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(std::get<1>(c.verdict[1]));
         UpgradeRecorder r;
         const bool miroMax = std::string(c.camera) == "miromax";
+        const uint16_t pid = vxsim::findModel(c.camera).pid;  // L945Se: the L5Pro updater's
         const auto cam =
-            run(c.camera, miroMax ? MiroMaxPackage().build() : l5proImage(), r, c.script);
+            run(c.camera, miroMax ? MiroMaxPackage().build() : l5proImage(pid), r, c.script);
         EXPECT_EQ(lastReports(r.reports, c.verdict.size()), c.verdict);
         EXPECT_EQ(requests(*cam, wire::StartWriteData).size(), 1u)
             << "the camera's verdict is not retried";
@@ -218,8 +226,9 @@ TEST_F(L5ProAndMiroMaxUpdateTest, PollPhasesTimeOutThroughTheSleepSeam) {
         SCOPED_TRACE(std::string(c.camera) + " " + std::to_string(c.pauses));
         UpgradeRecorder r;
         const bool miroMax = std::string(c.camera) == "miromax";
+        const uint16_t pid = vxsim::findModel(c.camera).pid;  // L945Se: the L5Pro updater's
         const auto cam =
-            run(c.camera, miroMax ? MiroMaxPackage().build() : l5proImage(), r, c.script);
+            run(c.camera, miroMax ? MiroMaxPackage().build() : l5proImage(pid), r, c.script);
         EXPECT_EQ(g_pollPauses, c.pauses);
         EXPECT_EQ(r.last(), c.last);
         EXPECT_EQ(r.failures().size(), miroMax ? 1u : 0u);

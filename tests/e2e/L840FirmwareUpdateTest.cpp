@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <fstream>
+#include <functional>
 
 #include "builders/L840Container.h"
 #include "support/Catalog.h"
@@ -133,16 +134,61 @@ TEST_F(L840FirmwareUpdateTest, RefusalsReportStateMessageAndErrorAndLeaveFlashAl
     }
 }
 
-// Found by the fault campaign: a failed identity read used to leave the bootloader identity,
-// skip the device's own component and still report success.
-TEST_F(L840FirmwareUpdateTest, BootloaderIdentityReadFailureRefusesBeforeWriting) {
-    auto cam = vxsim::makeCamera("l840,boot");
-    cam->faults().add(FaultRule::onOpcode(wire::ReadFlash, 0, Fault::transportError()));
-    update(*cam, bootAndMain());
-    const std::string message = "Failed to read the device identity from flash in bootloader mode";
-    EXPECT_EQ(result.reports, (std::vector<UpgradeReport>{{-6, message, 0}}));
-    result.expectError(message, "vx_device_update_firmware_from_raw_data_ext", 1);
-    EXPECT_TRUE(untouched(*cam));
+// In bootloader mode only the identity saved in flash tells which components are the camera's and
+// which firmware line it takes. Without it nothing is written: the campaign found a failed read
+// taken for an absent record, and a review found an unrecognised record ending "successfully"
+// after skipping every component that names products.
+TEST_F(L840FirmwareUpdateTest, BootloaderWithoutARecognisedIdentityRefusesBeforeWriting) {
+    const std::string unreadable =
+        "Failed to read the device identity from flash in bootloader mode";
+    const std::string unknown =
+        "The device identity saved in flash is not recognised in bootloader mode";
+    const struct {
+        const char* what;
+        std::function<void(vxsim::EmulatedCamera&)> spoil;
+        const std::string& message;
+    } cases[] = {
+        {"read fails",
+         [](vxsim::EmulatedCamera& cam) {
+             cam.faults().add(FaultRule::onOpcode(wire::ReadFlash, 0, Fault::transportError()));
+         },
+         unreadable},
+        {"one bit of the saved product flipped",
+         [](vxsim::EmulatedCamera& cam) {
+             cam.faults().add(FaultRule::onOpcode(wire::ReadFlash, 0, Fault::bitFlip(272)));
+         },
+         unknown},
+        {"save info erased",
+         [](vxsim::EmulatedCamera& cam) {
+             cam.camera().writeFlashDirect(vxsim::kSaveInfoOffset,
+                                           std::vector<uint8_t>(vxsim::kL840SaveInfoSize, 0xFF));
+         },
+         unknown},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        auto cam = vxsim::makeCamera("l840,boot");
+        c.spoil(*cam);
+        UpgradeRecorder r;
+        CatalogTest::update(*cam, bootAndMain(), r);
+        EXPECT_EQ(r.reports, (std::vector<UpgradeReport>{{-6, c.message, 0}}));
+        r.expectError(c.message, "vx_device_update_firmware_from_raw_data_ext", 1);
+        EXPECT_TRUE(untouched(*cam));
+    }
+}
+
+// Only what will be written is judged by its write size: a component meant for another product,
+// or the ISP firmware the camera already runs, is never read, so it cannot refuse the file.
+TEST_F(L840FirmwareUpdateTest, SkippedComponentsAreNotJudgedByTheirWriteSize) {
+    auto cam = vxsim::makeCamera("l840,isp=2.0.1");
+    update(*cam, L840Container()
+                     .serial("Lumex 840")
+                     .component(L840Component().pids({0x0999}).writeSize(5000))
+                     .component(L840Component().address(0x500000).version("2.0.1").writeSize(9))
+                     .component(L840Component().address(0x10000).data(boot))
+                     .build());
+    EXPECT_EQ(result.last(), (UpgradeReport{3, kDone, 100}));
+    EXPECT_TRUE(inFlash(*cam, 0x10000, boot));
 }
 
 TEST_F(L840FirmwareUpdateTest, L845SeAcceptsFirmwareFromTheCutOffDateOn) {

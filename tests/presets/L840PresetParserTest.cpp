@@ -70,8 +70,9 @@ TEST_F(L840PresetParserTest, OnlyRecordsThatFitTheDeviceAreKept) {
             .build();
     const L840OptionalDepthPresetsParser parser(file.data(), static_cast<uint32_t>(file.size()),
                                                 0x0803);
-    std::vector<uint32_t> kept;
+    std::vector<uint64_t> kept;
     for (const auto& r : parser.getDataList()) kept.push_back(r.flashAddress());
-    EXPECT_EQ(kept, (std::vector<uint32_t>{0x10, 0x20, 0x40}));
+    EXPECT_EQ(kept, (std::vector<uint64_t>{0x10, 0x20, 0x40}));
+    EXPECT_EQ(parser.getDataList().size(), 3u);
     EXPECT_EQ(parser.getFileHeader().productName(), "Lumex 800");
 }

@@ -37,3 +37,23 @@ vx_tool_test(NAME tool_pack_refused ARGS pack ${VX_FILES}/refused-miromax.json -
   CODE 2 OUTPUT "the library would refuse the file: Firmware mismatch, unsupported product name: miro mini")
 vx_tool_test(NAME tool_pack_bad_arguments ARGS pack ${VX_FILES}/l5-image.json CODE 2
   OUTPUT "--output is required")
+
+# Sizes are judged before anything is read or built: a device is no file, and a manifest that
+# asks for more than vxfw writes is refused at once.
+vx_tool_test(NAME tool_inspect_device ARGS inspect /dev/zero CODE 2
+  OUTPUT "/dev/zero: cannot read: not a regular file")
+vx_tool_test(NAME tool_pack_oversized ARGS pack ${VX_FILES}/oversized-container.json -o files-big.bin
+  CODE 2 OUTPUT "would take 1280 MiB, more than the 1024 MiB")
+# A container without components: cameras take it and write nothing, so pack writes it only when
+# asked, inspect refuses it and update says so.
+vx_tool_test(NAME tool_pack_empty ARGS pack ${VX_FILES}/empty-container.json -o files-empty.bin
+  CODE 2 OUTPUT "holds no component: nothing to write.*--allow-empty")
+vx_tool_test(NAME tool_pack_empty_allowed
+  ARGS pack ${VX_FILES}/empty-container.json -o files-empty.bin --allow-empty
+  OUTPUT "wrote files-empty.bin: 64 bytes")
+vx_tool_test(NAME tool_inspect_empty ARGS inspect files-empty.bin CODE 3
+  OUTPUT "REFUSED.*refusal: the file holds no component: nothing to write"
+  DEPENDS tool_pack_empty_allowed)
+vx_tool_test(NAME tool_update_empty ARGS update files-empty.bin --sim l840 CODE 3
+  OUTPUT "Result: refused: the file holds no component: nothing to write"
+  DEPENDS tool_pack_empty_allowed)

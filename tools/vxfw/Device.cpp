@@ -19,20 +19,6 @@ std::unique_ptr<DeviceSource> makeDeviceSource(const std::string& simDescription
     return std::make_unique<SimDeviceSource>(simDescription, verbose);
 }
 
-std::optional<std::vector<uint8_t>> readWholeFile(const std::string& path) {
-    std::FILE* file = std::fopen(path.c_str(), "rb");
-    if (file == nullptr) return std::nullopt;
-    std::vector<uint8_t> bytes;
-    uint8_t block[65536];
-    size_t n = 0;
-    while ((n = std::fread(block, 1, sizeof block, file)) > 0)
-        bytes.insert(bytes.end(), block, block + n);
-    const bool failed = std::ferror(file) != 0;
-    std::fclose(file);
-    if (failed) return std::nullopt;
-    return bytes;
-}
-
 std::optional<uint64_t> parseNumber(const std::string& text, uint64_t max) {
     const bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
     const std::string digits = hex ? text.substr(2) : text;

@@ -57,9 +57,6 @@ public:
 // the library's warnings and errors go to stderr.
 std::unique_ptr<DeviceSource> makeDeviceSource(const std::string& simDescription, bool verbose);
 
-// The whole file; nullopt when it cannot be opened or read.
-std::optional<std::vector<uint8_t>> readWholeFile(const std::string& path);
-
 // A number written in decimal or with 0x in hex, at most `max`; nullopt for anything else.
 std::optional<uint64_t> parseNumber(const std::string& text, uint64_t max);
 

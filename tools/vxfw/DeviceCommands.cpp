@@ -9,12 +9,15 @@
 #include <fstream>
 #include <functional>
 #include <memory>
+#include <new>
 #include <vector>
 
 #include "vxfw/Commands.h"
 #include "vxfw/Device.h"
 #include "vxfw/DeviceStates.h"
 #include "vxfw/ExitCodes.h"
+#include "vxfw/FileKinds.h"
+#include "vxfw/InspectFile.h"
 #include "vxfw/Progress.h"
 #include "vxsensor/vx_extension.h"
 #include "vxsim/Models.h"
@@ -56,9 +59,10 @@ double secondsSince(std::chrono::steady_clock::time_point start) {
 }
 
 std::vector<uint8_t> readInput(const std::string& path) {
-    std::optional<std::vector<uint8_t>> bytes = readWholeFile(path);
-    if (!bytes) throw UsageError("cannot read " + path);
-    return std::move(*bytes);
+    Bytes bytes;
+    std::string error;
+    if (!readWholeFile(path, bytes, error)) throw UsageError("cannot read " + path + ": " + error);
+    return bytes;
 }
 
 void writeOutput(const std::string& path, const std::vector<uint8_t>& bytes) {
@@ -91,6 +95,12 @@ public:
         progress.end();
         std::printf("Result: %s (%d): %s\n", meaning.name, meaning.state, oneLine(message).c_str());
         return meaning.exit;
+    }
+    // A refusal of the tool's own, where the library had nothing to say.
+    ExitCode refuse(const char* why) {
+        progress.end();
+        std::printf("Result: refused: %s\n", why);
+        return kRefusedFile;
     }
     ExitCode fail(const char* what, const std::exception& error) {
         progress.end();
@@ -156,13 +166,23 @@ ExitCode finishUpgrade(Run& run, vx_error* error) {
     return code;
 }
 
+// The library ends the update of a container without components silently; a user must hear it.
+bool holdsNothing(const std::string& path) {
+    Bytes data;
+    std::string error;
+    return readWholeFile(path, data, error) &&
+           describeFile(data)["refusal"] == Json(kNothingToWrite);
+}
+
 ExitCode update(DeviceSource& source, vx_device_t* device, const std::string& path) {
     Run run(source, sizeOf(path));
     vx_error* error = nullptr;
     const auto start = std::chrono::steady_clock::now();
     vx_device_update_firmware_ext(device, path.c_str(), onUpgrade, false, &run, &error);
     const double seconds = secondsSince(start);
-    const ExitCode code = finishUpgrade(run, error);
+    const ExitCode code = !run.progress.reported() && error == nullptr && holdsNothing(path)
+                              ? run.refuse(kNothingToWrite)
+                              : finishUpgrade(run, error);
     source.report(stdout, seconds);
     return code;
 }
@@ -319,6 +339,10 @@ int onDevice(const DeviceArgs& args, const Operation& operation) {
     } catch (const UsageError& e) {
         std::fflush(stdout);
         std::fprintf(stderr, "vxfw: %s\n", e.what());
+        return kBadArguments;
+    } catch (const std::bad_alloc&) {
+        std::fflush(stdout);
+        std::fprintf(stderr, "vxfw: not enough memory for this input\n");
         return kBadArguments;
     } catch (const std::exception& e) {
         std::fflush(stdout);

@@ -15,6 +15,7 @@ void registerFileCommands(CLI::App& app, int& exitCode) {
         bool json = false;
         std::string manifest;
         std::string output;
+        bool allowEmpty = false;
     };
     // The callbacks run after parsing, when this function has long returned.
     auto options = std::make_shared<Options>();
@@ -34,8 +35,11 @@ void registerFileCommands(CLI::App& app, int& exitCode) {
         "manifest (format: docs/vxfw-manifest.md)");
     pack->add_option("manifest", options->manifest, "The JSON manifest")->required();
     pack->add_option("-o,--output", options->output, "The file to write")->required();
-    pack->callback(
-        [options, &exitCode] { exitCode = runPack(options->manifest, options->output); });
+    pack->add_flag("--allow-empty", options->allowEmpty,
+                   "Write a container without components too (cameras take it and write nothing)");
+    pack->callback([options, &exitCode] {
+        exitCode = runPack(options->manifest, options->output, options->allowEmpty);
+    });
 }
 
 }  // namespace vxfw

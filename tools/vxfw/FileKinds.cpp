@@ -5,16 +5,18 @@
 // carry it at offset 40 by chance while a container hardly ends in the L5 magic.
 #include "vxfw/FileKinds.h"
 
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <limits>
 #include <memory>
 
 #include "common/ByteOrder.h"
 #include "firmware/L5FirmwareParser.h"
 #include "firmware/L5ProFirmwareUpdater.h"
 #include "firmware/L840FirmwareParser.h"
+#include "presets/L840OptionalDepthPresetsParser.h"
 
 namespace vxfw {
 
@@ -29,8 +31,9 @@ bool startsWith(const Bytes& data, const char* text) {
 
 // Both container formats start with a header size the parsers cap at 128 bytes.
 bool containerMarkerAt40(const Bytes& data, uint32_t marker) {
-    return data.size() >= 44 && readLe32(data.data()) <= libvxsensor::kL840MaxHeaderSize &&
-           readLe32(data.data() + libvxsensor::kL840OffMarker) == marker;
+    return data.size() >= 44 &&
+           readLe32(data.data()) <= libvxsensor::l840container::kMaxHeaderSize &&
+           readLe32(data.data() + libvxsensor::l840container::kOffMarker) == marker;
 }
 
 bool hasL5Trailer(const Bytes& data) {
@@ -54,11 +57,31 @@ bool readWholeFile(const std::string& path, Bytes& out, std::string& error) {
         error = std::strerror(errno);
         return false;
     }
+    struct stat info {};
+    if (::fstat(::fileno(file.get()), &info) != 0) {
+        error = std::strerror(errno);
+        return false;
+    }
+    // A pipe has no size to judge by; it is read up to the limit. Anything else that is not a
+    // plain file (a directory, a disk, /dev/zero) is no firmware file.
+    if (!S_ISREG(info.st_mode) && !S_ISFIFO(info.st_mode)) {
+        error = S_ISDIR(info.st_mode) ? "is a directory" : "not a regular file";
+        return false;
+    }
+    const std::string tooLarge = "larger than " + std::to_string(kMaxFileSize >> 20) + " MiB";
+    if (S_ISREG(info.st_mode)) {
+        if (static_cast<uint64_t>(info.st_size) > kMaxFileSize) {
+            error = tooLarge;
+            return false;
+        }
+        out.reserve(static_cast<size_t>(info.st_size));
+    }
     uint8_t chunk[65536];
     size_t got = 0;
     while ((got = std::fread(chunk, 1, sizeof chunk, file.get())) > 0) {
-        if (got > std::numeric_limits<uint32_t>::max() - out.size()) {
-            error = "larger than 4 GiB";
+        if (got > kMaxFileSize - out.size()) {
+            error = tooLarge;
+            out.clear();
             return false;
         }
         out.insert(out.end(), chunk, chunk + got);
@@ -142,9 +165,9 @@ std::vector<FileKind> matchingKinds(const Bytes& data) {
     add(Updater::isCompositeFirmwareFirmware(data), FileKind::L5ProComposite);
     add(Updater::isComputingPowerBoardFirmware(data), FileKind::ComputingPowerBoard);
     add(Updater::isPresetFirmware(data), FileKind::PresetPackage);
-    add(containerMarkerAt40(data, presetfile::kMagic), FileKind::L840Presets);
+    add(containerMarkerAt40(data, libvxsensor::l840presets::kMagic), FileKind::L840Presets);
     add(hasL5Trailer(data), FileKind::L5Image);
-    add(containerMarkerAt40(data, libvxsensor::kL840Marker), FileKind::L840Container);
+    add(containerMarkerAt40(data, libvxsensor::l840container::kMarker), FileKind::L840Container);
     add(hasOpenNISize(data), FileKind::OpenNIImage);
     return kinds;
 }

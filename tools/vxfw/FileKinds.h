@@ -1,5 +1,4 @@
-// The file kinds the library takes, how vxfw tells them apart, and the preset file's layout (the
-// library keeps that layout private to its parser; pack and inspect both need it).
+// The file kinds the library takes, and how vxfw tells them apart.
 #pragma once
 
 #include <cstddef>
@@ -32,28 +31,15 @@ const char* kindTitle(FileKind kind);
 // Every kind whose signature the bytes carry, in detection order; empty for an unknown file.
 std::vector<FileKind> matchingKinds(const Bytes& data);
 
-// The whole file; false with a reason in `error` when it cannot be read (a directory, no
-// permission, more than 4 GiB: every parser of the library takes a 32-bit size).
+// The largest file vxfw reads or writes: beyond any firmware image of these cameras, and well
+// below the 4 GiB that every parser of the library takes, so that a mistaken argument (a disk,
+// /dev/zero) is refused before it costs memory rather than after.
+inline constexpr uint64_t kMaxFileSize = uint64_t{1} << 30;
+
+// The whole file; false with a reason in `error` when it cannot be read: no permission, a
+// directory or device, more than kMaxFileSize (judged from the file's size before reading where
+// the file has one).
 bool readWholeFile(const std::string& path, Bytes& out, std::string& error);
 bool writeWholeFile(const std::string& path, const Bytes& data, std::string& error);
-
-namespace presetfile {
-inline constexpr uint32_t kHeaderSize = 64;
-inline constexpr uint32_t kMaxHeaderSize = 128;
-inline constexpr uint32_t kRecordHeaderSize = 128;
-inline constexpr uint32_t kMagic = 0x74737270;  // "prst"
-inline constexpr size_t kOffHeaderSize = 0;
-inline constexpr size_t kOffCount = 4;
-inline constexpr size_t kOffProductName = 24;
-inline constexpr size_t kProductNameSize = 16;
-inline constexpr size_t kOffMagic = 40;
-inline constexpr size_t kOffRecordSize = 0;
-inline constexpr size_t kOffDataLength = 4;
-inline constexpr size_t kOffFlashAddress = 8;
-inline constexpr size_t kOffWriteSize = 16;
-inline constexpr size_t kOffChecksum = 20;
-inline constexpr size_t kOffPids = 104;
-inline constexpr size_t kPidSlots = 12;
-}  // namespace presetfile
 
 }  // namespace vxfw

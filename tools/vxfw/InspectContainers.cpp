@@ -24,7 +24,7 @@ namespace {
 using libvxsensor::readLe32;
 
 // Both formats cap a record header at 128 bytes.
-using RecordHeader = std::array<uint8_t, libvxsensor::kL840RecordHeaderSize>;
+using RecordHeader = std::array<uint8_t, libvxsensor::l840record::kMaxHeaderSize>;
 
 struct Record {
     RecordHeader header{};  // bytes past the declared size read as zero, as in the parsers
@@ -32,6 +32,10 @@ struct Record {
     uint32_t available = 0;  // data bytes present in the file
     uint32_t missing = 0;    // declared data bytes past the end of the file
 };
+
+// Records listed one by one; the rest of a file are only counted, so that a hostile file of
+// millions of tiny records costs no more than its own bytes.
+constexpr uint32_t kListedRecords = 1000;
 
 // The parsers' walk, minus the checksum stop. Ends where the bytes no longer hold a record;
 // every record costs at least 4 bytes, so a lying count cannot keep it going.
@@ -43,25 +47,34 @@ void walkRecords(const Bytes& data, uint32_t pos, uint32_t count, Description& d
         d.notes.push_back("the header is longer than the file");
         return;
     }
+    uint32_t unlisted = 0;
     for (uint32_t i = 0; i < count; ++i) {
         const uint32_t recordSize = size - pos < 4 ? 0 : readLe32(data.data() + pos);
-        if (recordSize < 4 || recordSize > libvxsensor::kL840RecordHeaderSize ||
+        if (recordSize < 4 || recordSize > libvxsensor::l840record::kMaxHeaderSize ||
             recordSize > size - pos) {
             d.notes.push_back(fmt::format(
                 "record {} of {} has no readable header at offset {} (the file holds {} bytes)",
                 i + 1, count, pos, size));
-            return;
+            break;
         }
         Record r;
         std::memcpy(r.header.data(), data.data() + pos, recordSize);
         pos += recordSize;
-        const uint32_t length = readLe32(r.header.data() + libvxsensor::kL840OffDataLength);
+        const uint32_t length = readLe32(r.header.data() + libvxsensor::l840record::kOffDataLength);
         r.data = data.data() + pos;
         r.available = std::min(length, size - pos);
         r.missing = length - r.available;
-        d.components.push_back(describe(i + 1, r));
-        if (r.missing != 0) return;
+        if (i < kListedRecords) {
+            d.components.push_back(describe(i + 1, r));
+        } else {
+            ++unlisted;
+        }
+        if (r.missing != 0) break;
         pos += length;
+    }
+    if (unlisted != 0) {
+        d.notes.push_back(fmt::format("{} more records after the first {} are not listed", unlisted,
+                                      kListedRecords));
     }
 }
 
@@ -91,9 +104,9 @@ Json dataFields(const Record& r, Description& d) {
         c["missingBytes"] = r.missing;
     }
     // The parsers turn an empty first slot into "any product".
-    const bool any = f.pid(0) == 0 || f.pid(0) == libvxsensor::kL840AnyProduct;
+    const bool any = f.pid(0) == 0 || f.pid(0) == libvxsensor::l840record::kAnyProduct;
     Json pids = Json::array();
-    for (size_t slot = 0; !any && slot < libvxsensor::kL840PidSlots; ++slot) {
+    for (size_t slot = 0; !any && slot < libvxsensor::l840record::kPidSlots; ++slot) {
         if (f.pid(slot) == 0) continue;
         pids.push_back(f.pid(slot));
         addProduct(d, f.pid(slot));
@@ -199,12 +212,14 @@ void describeL840Container(const Bytes& data, Description& d) {
     // Detection made sure of 44 bytes and a header size of at most 128.
     const uint32_t headerSize = readLe32(data.data());
     L840FirmwareFileHeader header;
-    std::memcpy(header.raw.data(), data.data(), std::min({headerSize, kL840FileHeaderSize, size}));
+    std::memcpy(header.raw.data(), data.data(),
+                std::min({headerSize, l840container::kHeaderSize, size}));
     d.header = {{"headerSize", headerSize},      {"componentCount", header.componentCount()},
                 {"dateTime", header.dateTime()}, {"serial", header.serial()},
                 {"firmwareLine", nullptr},       {"marker", header.marker()}};
     walkRecords(data, headerSize, header.componentCount(), d,
                 [&d](uint32_t index, const Record& r) { return describeComponent(index, r, d); });
+    if (header.componentCount() == 0) d.refuse(kNothingToWrite);
     describeContainerFit(header, d);
 }
 

@@ -18,6 +18,10 @@ namespace vxfw {
 
 using Json = nlohmann::ordered_json;
 
+// What vxfw says of a container without a single component: the library takes it and writes
+// nothing, without a word.
+inline constexpr const char* kNothingToWrite = "the file holds no component: nothing to write";
+
 // One entry of the "files" array of `vxfw inspect --json`, without "path" (see InspectCommand.cpp
 // for the whole shape).
 Json describeFile(const Bytes& data);

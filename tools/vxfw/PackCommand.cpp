@@ -51,6 +51,7 @@
 #include "firmware/L5FirmwareParser.h"
 #include "firmware/L840FirmwareParser.h"
 #include "firmware/MiroMaxFirmwareParser.h"
+#include "presets/L840OptionalDepthPresetsParser.h"
 #include "vxfw/ExitCodes.h"
 #include "vxfw/InspectFile.h"
 #include "vxfw/PackManifest.h"
@@ -90,11 +91,11 @@ uint32_t byteSum(const Bytes& data) {
 // Containers and preset files share this much of the record header (the container widens the
 // address to 64 bits, whose high half stays 0 here), so one writer serves both.
 Bytes recordHeader(const Node& r, const Bytes& data, uint64_t address, Build& b) {
-    Bytes h(kL840RecordHeaderSize, 0);
-    writeLe32(&h[kL840OffRecordSize], kL840RecordHeaderSize);
-    writeLe32(&h[kL840OffDataLength], static_cast<uint32_t>(data.size()));
-    writeLe32(&h[kL840OffFlashAddress], static_cast<uint32_t>(address));
-    writeLe32(&h[kL840OffWriteSize],
+    Bytes h(l840record::kMaxHeaderSize, 0);
+    writeLe32(&h[l840record::kOffHeaderSize], l840record::kMaxHeaderSize);
+    writeLe32(&h[l840record::kOffDataLength], static_cast<uint32_t>(data.size()));
+    writeLe32(&h[l840record::kOffFlashAddress], static_cast<uint32_t>(address));
+    writeLe32(&h[l840record::kOffWriteSize],
               static_cast<uint32_t>(r.number("writeSize", data.size(), data.size())));
     uint32_t checksum = byteSum(data);
     if (r.has("damage")) {
@@ -103,17 +104,17 @@ Bytes recordHeader(const Node& r, const Bytes& data, uint64_t address, Build& b)
         checksum += static_cast<uint32_t>(damage.signedNumber("checksumOffBy", -1000000, 1000000));
         b.damaged = true;
     }
-    writeLe32(&h[kL840OffChecksum], checksum);
-    const std::vector<uint16_t> pids = r.productIds("pids", kL840PidSlots);
+    writeLe32(&h[l840record::kOffChecksum], checksum);
+    const std::vector<uint16_t> pids = r.productIds("pids", l840record::kPidSlots);
     for (size_t slot = 0; slot < pids.size(); ++slot) {
-        writeLe16(&h[kL840OffPids + 2 * slot], pids[slot]);
+        writeLe16(&h[l840record::kOffPids + 2 * slot], pids[slot]);
     }
     return h;
 }
 
 void buildL840Container(const Node& m, Build& b) {
     m.allowOnly({"kind", "dateTime", "serial", "components", "damage"});
-    const std::string date = m.text("dateTime", kL840TextSize - 1);
+    const std::string date = m.text("dateTime", l840container::kTextSize - 1);
     const bool digits = date.size() >= 8 && std::all_of(date.begin(), date.begin() + 8, [](char c) {
                             return c >= '0' && c <= '9';
                         });
@@ -122,25 +123,25 @@ void buildL840Container(const Node& m, Build& b) {
         m.fail("dateTime", "must start with a real date YYYYMMDD");
     }
     const std::vector<Node> components = m.objects("components", 0, kMaxRecords);
-    b.out.assign(kL840FileHeaderSize, 0);
-    writeLe32(&b.out[kL840OffHeaderSize], kL840FileHeaderSize);
-    writeLe32(&b.out[kL840OffCount], static_cast<uint32_t>(components.size()));
-    putText(b.out, kL840OffDateTime, date);
-    putText(b.out, kL840OffSerial, m.text("serial", kL840TextSize - 1));
-    writeLe32(&b.out[kL840OffMarker], kL840Marker);
+    b.out.assign(l840container::kHeaderSize, 0);
+    writeLe32(&b.out[l840container::kOffHeaderSize], l840container::kHeaderSize);
+    writeLe32(&b.out[l840container::kOffCount], static_cast<uint32_t>(components.size()));
+    putText(b.out, l840container::kOffDateTime, date);
+    putText(b.out, l840container::kOffSerial, m.text("serial", l840container::kTextSize - 1));
+    writeLe32(&b.out[l840container::kOffMarker], l840container::kMarker);
     for (const Node& c : components) {
         c.allowOnly({"name", "version", "address", "pids", "writeSize", "file", "fill", "damage"});
         const Bytes data = c.payload();
         Bytes h = recordHeader(c, data, c.number("address", 0xFFFFFFFF), b);
-        putText(h, kL840OffVersion, c.text("version", kL840TextSize - 1, ""));
-        putText(h, kL840OffName, c.text("name", kL840NameSize - 1));
+        putText(h, l840record::kOffVersion, c.text("version", l840container::kTextSize - 1, ""));
+        putText(h, l840record::kOffName, c.text("name", l840record::kNameSize - 1));
         append(b, h);
         append(b, data);
     }
 }
 
 void buildL840Presets(const Node& m, Build& b) {
-    namespace pf = presetfile;
+    namespace pf = l840presets;
     m.allowOnly({"kind", "productName", "records", "damage"});
     const std::vector<Node> records = m.objects("records", 1, kMaxRecords);
     b.out.assign(pf::kHeaderSize, 0);
@@ -186,12 +187,31 @@ void buildMiroMaxPackage(const Node& m, Build& b) {
     append(b, payload);
 }
 
+// What the manifest's data will take, added up before any of it is read or made: a manifest
+// that asks for more than vxfw writes is refused at once, not after gigabytes were built.
+void checkDeclaredSize(const Node& m) {
+    uint64_t total = l840record::kMaxHeaderSize + kMiroMaxHeaderSize;  // the larger header
+    if (m.has("padTo")) total += m.number("padTo", pack::kMaxDataSize);
+    for (const char* list : {"components", "records"}) {
+        if (!m.has(list)) continue;
+        for (const Node& entry : m.objects(list, 0, kMaxRecords)) {
+            total += l840record::kMaxHeaderSize + entry.payloadSize();
+        }
+    }
+    if (m.has("file") || m.has("fill")) total += m.payloadSize();
+    if (total > kMaxFileSize) {
+        throw ManifestError(
+            fmt::format("the file would take {} MiB, more than the {} MiB that vxfw writes",
+                        total >> 20, kMaxFileSize >> 20));
+    }
+}
+
 std::string manifestDir(const std::string& path) {
     const size_t slash = path.find_last_of('/');
     return slash == std::string::npos ? "" : path.substr(0, slash == 0 ? 1 : slash);
 }
 
-Build buildFromManifest(const std::string& manifestPath) {
+Build buildFromManifest(const std::string& manifestPath, bool allowEmpty) {
     Bytes text;
     std::string error;
     if (!readWholeFile(manifestPath, text, error)) throw ManifestError("cannot read: " + error);
@@ -199,6 +219,7 @@ Build buildFromManifest(const std::string& manifestPath) {
     if (manifest.is_discarded()) throw ManifestError("not valid JSON");
     const Node m(manifest, "", manifestDir(manifestPath));
     const std::string kind = m.text("kind", 64);
+    checkDeclaredSize(m);
     Build b;
     if (kind == kindId(FileKind::L840Container)) {
         buildL840Container(m, b);
@@ -224,7 +245,13 @@ Build buildFromManifest(const std::string& manifestPath) {
                 fmt::format("the data make the file look like a {} first; change them",
                             described["title"].get<std::string>()));
         }
-        if (described["refusal"].is_string()) {
+        const bool empty = described["refusal"] == Json(kNothingToWrite);
+        if (empty && !allowEmpty) {
+            throw ManifestError(std::string(kNothingToWrite) +
+                                ": a camera would take it and write nothing (--allow-empty writes "
+                                "it all the same)");
+        }
+        if (described["refusal"].is_string() && !empty) {
             // The refusal a manifest's author least expects: the library places L5 images by size.
             const char* hint =
                 kind == kindId(FileKind::L5Image)
@@ -240,10 +267,10 @@ Build buildFromManifest(const std::string& manifestPath) {
 
 }  // namespace
 
-int runPack(const std::string& manifestPath, const std::string& outputPath) {
+int runPack(const std::string& manifestPath, const std::string& outputPath, bool allowEmpty) {
     Build b;
     try {
-        b = buildFromManifest(manifestPath);
+        b = buildFromManifest(manifestPath, allowEmpty);
     } catch (const ManifestError& e) {
         std::fprintf(stderr, "vxfw pack: %s: %s\n", manifestPath.c_str(), e.what());
         return kBadArguments;

@@ -1,7 +1,11 @@
 // Checked access to manifest values.
 #include "vxfw/PackManifest.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <limits>
 #include <utility>
 
@@ -140,6 +144,13 @@ std::vector<uint16_t> Node::productIds(const char* key, size_t maxCount) const {
     return pids;
 }
 
+std::string Node::payloadPath() const {
+    std::string path = text("file", 4096);
+    if (path.empty()) fail("file", "empty file name");
+    if (path.front() != '/' && !baseDir_.empty()) path = baseDir_ + "/" + path;
+    return path;
+}
+
 Bytes Node::payload() const {
     if (has("file") == has("fill")) fail("file", "give the data either as \"file\" or as \"fill\"");
     if (has("fill")) {
@@ -148,13 +159,24 @@ Bytes Node::payload() const {
         const auto byte = static_cast<uint8_t>(fill.number("byte", 0xFF));
         return Bytes(static_cast<size_t>(fill.number("size", kMaxDataSize)), byte);
     }
-    std::string path = text("file", 4096);
-    if (path.empty()) fail("file", "empty file name");
-    if (path.front() != '/' && !baseDir_.empty()) path = baseDir_ + "/" + path;
+    const std::string path = payloadPath();
     Bytes data;
     std::string error;
     if (!readWholeFile(path, data, error)) fail("file", "cannot read " + path + ": " + error);
+    if (data.size() > kMaxDataSize) fail("file", path + " is larger than 256 MiB");
     return data;
+}
+
+uint64_t Node::payloadSize() const {
+    if (has("file") == has("fill")) fail("file", "give the data either as \"file\" or as \"fill\"");
+    if (has("fill")) return object("fill").number("size", kMaxDataSize);
+    const std::string path = payloadPath();
+    struct stat info {};
+    if (::stat(path.c_str(), &info) != 0) {
+        fail("file", "cannot read " + path + ": " + std::strerror(errno));
+    }
+    // A pipe or device has no size to go by; reading it will judge it.
+    return S_ISREG(info.st_mode) ? static_cast<uint64_t>(info.st_size) : 0;
 }
 
 }  // namespace vxfw::pack

@@ -16,7 +16,9 @@
 namespace vxfw {
 
 // vxfw pack: builds the file a manifest describes; returns the exit status.
-int runPack(const std::string& manifestPath, const std::string& outputPath);
+// `allowEmpty`: write a container without components too (the library takes it and writes
+// nothing, so pack refuses it unless asked).
+int runPack(const std::string& manifestPath, const std::string& outputPath, bool allowEmpty);
 
 namespace pack {
 
@@ -52,12 +54,15 @@ public:
     std::vector<uint16_t> productIds(const char* key, size_t maxCount) const;
     // The bytes named by "file" (relative to the manifest) or made by "fill".
     Bytes payload() const;
+    // Their size, known without reading or making them: what the manifest will cost.
+    uint64_t payloadSize() const;
 
     [[noreturn]] void fail(const char* key, const std::string& problem) const;
 
 private:
     const nlohmann::json& at(const char* key) const;
     std::string placeOf(const char* key) const;
+    std::string payloadPath() const;
 
     const nlohmann::json& value_;
     std::string place_;

@@ -2,12 +2,16 @@
 // a state file that lets one run see what an earlier one wrote.
 #include "vxfw/SimDevice.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <fstream>
 #include <iterator>
 
 #include "common/Sleep.h"
+#include "vxfw/FileKinds.h"
 #include "vxfw/Progress.h"
 #include "vxsensor/vx_extension.h"
 #include "vxsim/Install.h"
@@ -220,6 +224,9 @@ vx_device_t* SimDeviceSource::open() {
     } catch (const std::invalid_argument& e) {
         throw UsageError(std::string("--sim: ") + e.what());
     }
+    // The tool needs only the totals: an update of millions of exchanges must not keep a log of
+    // them all.
+    camera_->device().setRecording(false);
     for (const vxsim::FaultRule& rule : faults_) camera_->faults().add(rule);
     if (disappearAfter_) camera_->faults().disappearAfter(*disappearAfter_);
     if (link_) camera_->device().setLinkModel(link_);
@@ -241,9 +248,13 @@ vx_device_t* SimDeviceSource::open() {
 
 void SimDeviceSource::loadState() {
     freshFlash_ = camera_->camera().flash();
-    const std::optional<std::vector<uint8_t>> file = readWholeFile(stateFile_);
-    if (!file) return;  // the first run starts from a new camera
-    const std::vector<uint8_t>& in = *file;
+    struct stat info {};
+    if (::stat(stateFile_.c_str(), &info) != 0 && errno == ENOENT) return;  // a new camera
+    Bytes in;
+    std::string error;
+    if (!readWholeFile(stateFile_, in, error)) {
+        throw UsageError("cannot read state file " + stateFile_ + ": " + error);
+    }
     const UsageError damaged("state file " + stateFile_ +
                              " is damaged or belongs to another camera");
     if (in.size() < kMagicSize || !std::equal(in.begin(), in.begin() + kMagicSize, kStateMagic)) {
@@ -309,18 +320,14 @@ std::string SimDeviceSource::describe() const {
 
 std::optional<LinkUsage> SimDeviceSource::usage() const {
     if (!camera_ || !camera_->device().linkModel()) return std::nullopt;
-    const std::vector<vxsim::Exchange>& exchanges = camera_->device().exchanges();
-    for (; usageCounted_ < exchanges.size(); ++usageCounted_) {
-        usageBytes_ +=
-            exchanges[usageCounted_].request.size() + exchanges[usageCounted_].response.size();
-    }
-    return LinkUsage{camera_->device().modelledSeconds(), usageBytes_};
+    const vxsim::TraceSummary& totals = camera_->device().totals();
+    return LinkUsage{camera_->device().modelledSeconds(), totals.bytesSent + totals.bytesReceived};
 }
 
 void SimDeviceSource::report(std::FILE* out, double librarySeconds) const {
     if (!camera_) return;
     const vxsim::Device& device = camera_->device();
-    const vxsim::TraceSummary s = vxsim::summarizeExchanges(device);
+    const vxsim::TraceSummary& s = device.totals();
     const uint64_t failed = s.transportErrors + s.deviceErrors + s.malformed;
     std::fprintf(out, "Exchanges: %llu (%llu failed), %llu bytes sent, %llu received\n",
                  static_cast<unsigned long long>(s.exchanges),
@@ -333,9 +340,7 @@ void SimDeviceSource::report(std::FILE* out, double librarySeconds) const {
     std::string links;
     for (const vxsim::LinkModel& link :
          {vxsim::LinkModel::usb2(), vxsim::LinkModel::gmsl2(), vxsim::LinkModel::ethernet()}) {
-        double seconds = 0.0;
-        for (const vxsim::Exchange& e : device.exchanges())
-            seconds += link.seconds(e.request.size(), e.response.size());
+        const double seconds = link.totalSeconds(s.exchanges, s.bytesSent + s.bytesReceived);
         links += (links.empty() ? "" : ", ") + link.name + " " + formatDuration(seconds);
     }
     std::fprintf(out, "Modelled link time: %s\n", links.c_str());

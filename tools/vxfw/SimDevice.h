@@ -45,8 +45,6 @@ private:
     std::string stateFile_;
     std::unique_ptr<vxsim::EmulatedCamera> camera_;
     std::vector<uint8_t> freshFlash_;  // the flash as made, so a state file holds only changes
-    mutable size_t usageCounted_ = 0;
-    mutable uint64_t usageBytes_ = 0;
 };
 
 }  // namespace vxfw

@@ -1,6 +1,7 @@
 // vxfw: the command-line face of libvxsensor_ext.
 #include <cstdio>
 #include <exception>
+#include <new>
 
 #include "vxfw/Commands.h"
 #include "vxfw/ExitCodes.h"
@@ -20,6 +21,11 @@ int main(int argc, char** argv) {
         return app.exit(e);
     } catch (const CLI::ParseError& e) {
         app.exit(e);
+        return vxfw::kBadArguments;
+    } catch (const std::bad_alloc&) {
+        // Inputs are judged by size before they are read; what is left is a machine short of
+        // memory for a file of a size vxfw takes.
+        std::fprintf(stderr, "vxfw: not enough memory for this input\n");
         return vxfw::kBadArguments;
     } catch (const std::exception& e) {
         std::fprintf(stderr, "vxfw: %s\n", e.what());

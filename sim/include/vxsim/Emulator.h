@@ -83,6 +83,20 @@ struct Exchange {
     std::string errorMessage;
 };
 
+// What the exchanges of a device added up to (see vxsim/Trace.h for a dump).
+struct TraceSummary {
+    uint64_t exchanges = 0;
+    uint64_t transportErrors = 0;
+    uint64_t deviceErrors = 0;  // status 1..0x7FFF and 0xFFFF (unknown)
+    uint64_t warnings = 0;      // status 0x8000..0xFFFE
+    uint64_t malformed = 0;     // answers too short for a status word or without "RB"
+    uint64_t bytesSent = 0;
+    uint64_t bytesReceived = 0;              // as written into the caller's buffers
+    std::map<uint16_t, uint64_t> perOpcode;  // requests too short to name one are not counted
+
+    void add(const Exchange& exchange);
+};
+
 class Device : public ::vx_device {
 public:
     explicit Device(Identity identity = {});
@@ -103,7 +117,13 @@ public:
     std::shared_ptr<Responder> sharedResponder() const { return responder_; }
 
     const std::vector<Exchange>& exchanges() const { return exchanges_; }
-    void clearExchanges() { exchanges_.clear(); }
+    // Clears the log and the totals.
+    void clearExchanges() {
+        exchanges_.clear();
+        totals_ = {};
+    }
+    // Every exchange since the log was last cleared, counted whether recorded or not.
+    const TraceSummary& totals() const { return totals_; }
     // On by default. Off, exchanges are still served and their link time still summed, but the
     // log stays as it is: a long transfer then neither grows memory nor pays for copies that a
     // measurement of the caller's own cost would count.
@@ -125,6 +145,7 @@ private:
     Identity identity_;
     std::shared_ptr<Responder> responder_;
     std::vector<Exchange> exchanges_;
+    TraceSummary totals_;
     std::string extensionInfoText_;
     std::optional<LinkModel> link_;
     double modelledSeconds_ = 0.0;

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -21,6 +22,9 @@ struct LinkModel {
 
     // Modelled duration of one exchange that moved these bytes.
     double seconds(size_t requestBytes, size_t responseBytes) const;
+    // Of `exchanges` exchanges that moved `bytes` in both directions together: the sum of
+    // seconds() over them, since the model is linear.
+    double totalSeconds(uint64_t exchanges, uint64_t bytes) const;
 
     // USB 2.0 high speed, vendor control path: ~35 MB/s effective, ~0.25 ms per exchange
     // (microframe scheduling plus the device's turnaround).

@@ -17,17 +17,8 @@
 
 namespace vxsim {
 
-struct TraceSummary {
-    uint64_t exchanges = 0;
-    uint64_t transportErrors = 0;
-    uint64_t deviceErrors = 0;  // status 1..0x7FFF and 0xFFFF (unknown)
-    uint64_t warnings = 0;      // status 0x8000..0xFFFE
-    uint64_t malformed = 0;     // answers too short for a status word or without "RB"
-    uint64_t bytesSent = 0;
-    uint64_t bytesReceived = 0;              // as written into the caller's buffers
-    std::map<uint16_t, uint64_t> perOpcode;  // requests too short to name one are not counted
-};
-
+// The totals of the exchanges since the log was last cleared; the same as Device::totals(),
+// which keeps counting when recording is off.
 TraceSummary summarizeExchanges(const Device& device);
 
 // One line per recorded exchange (index, opcode name, request id, request and response
