@@ -22,13 +22,15 @@
 
 #include "BenchReport.h"
 #include "CountingHeap.h"
-#include "builders/L5Image.h"
-#include "builders/L840Container.h"
-#include "builders/MiroMaxPackage.h"
+#include "firmware/L5FirmwareParser.h"
+#include "firmware/L840FirmwareParser.h"
+#include "firmware/MiroMaxFirmwareParser.h"
 #include "vxsensor/vx_extension.h"
 #include "vxsim/Install.h"
 #include "vxsim/LinkModel.h"
 #include "vxsim/Models.h"
+
+using namespace libvxsensor;
 
 namespace {
 
@@ -180,29 +182,29 @@ constexpr uint32_t k16MiB = 16u << 20;
 constexpr uint32_t kL840Overhead = 64 + 128;
 
 std::vector<uint8_t> l840File() {
-    return L840Container()
+    return L840ContainerWriter()
         .serial("Lumex 840")
-        .component(L840Component().address(0x100000).data(randomBytes(k16MiB - kL840Overhead)))
-        .build();
+        .component(L840RecordWriter().address(0x100000).data(randomBytes(k16MiB - kL840Overhead)))
+        .write();
 }
 // A hostile container: a million records of four bytes, each a valid empty component. Parsing
 // must cost about the file, not a list entry per record.
 std::vector<uint8_t> l840TinyRecordsFile() {
     constexpr uint32_t kRecords = 1000000;
-    std::vector<uint8_t> file = L840Container().serial("Lumex 840").count(kRecords).build();
+    std::vector<uint8_t> file = L840ContainerWriter().serial("Lumex 840").count(kRecords).write();
     for (uint32_t i = 0; i < kRecords; ++i) file.insert(file.end(), {4, 0, 0, 0});
     return file;
 }
 std::vector<uint8_t> l5File() {
-    return L5Image().pid(0x0670).size(0xA0000).build();
+    return L5ImageWriter().pid(0x0670).size(0xA0000).write();
 }
 std::vector<uint8_t> openNIFile() {
     return randomBytes(256u << 10);
 }
 std::vector<uint8_t> l5ProFile() {
-    return L840Container()
-        .component(L840Component().data(randomBytes(k16MiB - kL840Overhead)).pids({0x0671}))
-        .build();
+    return L840ContainerWriter()
+        .component(L840RecordWriter().data(randomBytes(k16MiB - kL840Overhead)).pids({0x0671}))
+        .write();
 }
 // GCC 12 at -O3 takes the builder's insert behind a 256-byte header for a copy past that
 // block, which it is not (the vector grows first).
@@ -212,7 +214,7 @@ std::vector<uint8_t> l5ProFile() {
 #pragma GCC diagnostic ignored "-Wstringop-overread"
 #endif
 std::vector<uint8_t> miroMaxFile() {
-    return MiroMaxPackage().payload(randomBytes(k16MiB - 256)).build();
+    return MiroMaxPackageWriter().payload(randomBytes(k16MiB - 256)).write();
 }
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic pop

@@ -1,4 +1,4 @@
-// Writes the seed corpora into the build tree: files made by the test builders for the parser
+// Writes the seed corpora into the build tree: files made by the library's writers for the parser
 // targets, and for the device flows the parameter prefixes (variant, host failure, skip, the
 // flow's parameters) that RecordSeeds.cmake turns into seeds replaying a camera's answers.
 //   fuzz_make_seeds SEEDS_DIR PREFIXES_DIR
@@ -13,10 +13,12 @@
 #include <string>
 #include <vector>
 
-#include "builders/L5Image.h"
-#include "builders/L840Container.h"
-#include "builders/MiroMaxPackage.h"
-#include "builders/PresetFile.h"
+#include "firmware/L5FirmwareParser.h"
+#include "firmware/L840FirmwareParser.h"
+#include "firmware/MiroMaxFirmwareParser.h"
+#include "presets/L840OptionalDepthPresetsParser.h"
+
+using namespace libvxsensor;
 
 namespace {
 
@@ -59,42 +61,51 @@ private:
 
 void parserSeeds(const fs::path& seeds) {
     Corpus(seeds / "l5_image")
-        .add(L5Image().build())
-        .add(L5Image().pid(0x0660).size(0x30000).build())
-        .add(L5Image().magic(0x12345678).build());
-    const L840Component main = L840Component().name("main").address(0x100000).data(pattern(300));
+        .add(L5ImageWriter().write())
+        .add(L5ImageWriter().pid(0x0660).size(0x30000).write())
+        .add(L5ImageWriter().magic(0x12345678).write());
+    const L840RecordWriter main =
+        L840RecordWriter().name("main").address(0x100000).data(pattern(300));
     Corpus(seeds / "l840_container")
-        .add(L840Container().component(main).build())
-        .add(L840Container()
+        .add(L840ContainerWriter().component(main).write())
+        .add(L840ContainerWriter()
                  .serial("Kovra A")
-                 .component(
-                     L840Component().name("boot").address(0x10000).data(pattern(64)).pids({0x0810}))
-                 .component(L840Component().name("isp").address(0x500000).version("9.9.9").data(
+                 .component(L840RecordWriter()
+                                .name("boot")
+                                .address(0x10000)
+                                .data(pattern(64))
+                                .pids({0x0810}))
+                 .component(L840RecordWriter().name("isp").address(0x500000).version("9.9.9").data(
                      pattern(40)))
-                 .component(L840Component(main).pids({0x0800, 0x0820}))
+                 .component(L840RecordWriter(main).pids({0x0800, 0x0820}))
                  .trailing(pattern(16))
-                 .build())
-        .add(L840Container().headerSize(128).component(L840Component().headerSize(96)).build())
-        .add(L840Container().component(main).count(3).build());
+                 .write())
+        .add(L840ContainerWriter()
+                 .headerSize(128)
+                 .component(L840RecordWriter().headerSize(96))
+                 .write())
+        .add(L840ContainerWriter().component(main).count(3).write());
     Corpus(seeds / "l840_presets")
-        .add(PresetFile().record(PresetRecord()).build())
-        .add(PresetFile()
+        .add(L840PresetFileWriter().record(L840RecordWriter()).write())
+        .add(L840PresetFileWriter()
                  .product("Kovra A")
-                 .record(PresetRecord().pids({0x0800}).data(pattern(32)))
-                 .record(PresetRecord().address(0x7F8000).pids({0x0810, 0x0800}))
-                 .build())
-        .add(PresetFile().record(PresetRecord().checksumOffBy(1)).build());
+                 .record(L840RecordWriter().pids({0x0800}).data(pattern(32)))
+                 .record(L840RecordWriter().address(0x7F8000).pids({0x0810, 0x0800}))
+                 .write())
+        .add(L840PresetFileWriter().record(L840RecordWriter().checksumOffBy(1)).write());
     Corpus(seeds / "openni_image").add(pattern(0x20000)).add(pattern(1000));
     Corpus(seeds / "miromax_package")
-        .add(cat({{127}, MiroMaxPackage().build()}))
+        .add(cat({{127}, MiroMaxPackageWriter().write()}))
         .add(cat({{2},
-                  MiroMaxPackage()
+                  MiroMaxPackageWriter()
                       .productName("ra-dk700v")
                       .firmwareType(3)
                       .payload(pattern(700))
-                      .build()}));
+                      .write()}));
     Corpus(seeds / "l5pro_kinds")
-        .add(L840Container().component(L840Component().data(pattern(200)).pids({0x0671})).build())
+        .add(L840ContainerWriter()
+                 .component(L840RecordWriter().data(pattern(200)).pids({0x0671}))
+                 .write())
         .add(pattern(64, "PK\x03\x04"))
         .add(pattern(64, "OTRA"))
         .add(pattern(64, "VXPRESET"));

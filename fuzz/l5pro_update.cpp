@@ -3,7 +3,9 @@
 // answer (the transfer, both status-poll phases) from the input. No percentage above 100 may
 // reach the callback, whatever the camera's status structure says.
 #include "FuzzHarness.h"
-#include "builders/L840Container.h"
+#include "firmware/L840FirmwareParser.h"
+
+using namespace libvxsensor;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     vxfuzz::LeakCheck leaks;
@@ -13,9 +15,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* bytes, size_t size) {
     // One whole 8152-byte packet and an odd remainder.
     std::vector<uint8_t> image(9001, 0x5A);
     if (kind % 3 == 0) {
-        image = L840Container()
-                    .component(L840Component().name("main").data(image).pids({cam.model().pid}))
-                    .build();
+        image = L840ContainerWriter()
+                    .component(L840RecordWriter().name("main").data(image).pids({cam.model().pid}))
+                    .write();
     } else {
         const char* magic = kind % 3 == 1 ? "VXPRESET" : "PK\x03\x04";
         std::copy(magic, magic + std::char_traits<char>::length(magic), image.begin());

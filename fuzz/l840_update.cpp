@@ -4,7 +4,9 @@
 #include <string>
 
 #include "FuzzHarness.h"
-#include "builders/L840Container.h"
+#include "firmware/L840FirmwareParser.h"
+
+using namespace libvxsensor;
 
 namespace {
 
@@ -16,13 +18,13 @@ std::vector<uint8_t> pattern(size_t n, uint8_t seed) {
 
 // Boot and main components go through read-back verification, the ISP one through a CRC.
 std::vector<uint8_t> container(const std::string& serial) {
-    return L840Container()
+    return L840ContainerWriter()
         .serial(serial)
-        .component(L840Component().name("boot").address(0x10000).data(pattern(600, 1)))
+        .component(L840RecordWriter().name("boot").address(0x10000).data(pattern(600, 1)))
         .component(
-            L840Component().name("isp").address(0x500000).version("9.9.9").data(pattern(300, 5)))
-        .component(L840Component().name("main").address(0x100000).data(pattern(1500, 9)))
-        .build();
+            L840RecordWriter().name("isp").address(0x500000).version("9.9.9").data(pattern(300, 5)))
+        .component(L840RecordWriter().name("main").address(0x100000).data(pattern(1500, 9)))
+        .write();
 }
 
 }  // namespace

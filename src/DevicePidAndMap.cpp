@@ -1,11 +1,20 @@
+// The device tables and the questions asked of them.
 #include "DevicePidAndMap.h"
 
-#include "common/ByteOrder.h"
-
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <set>
+#include <unordered_map>
+
+#include "common/ByteOrder.h"
+#include "common/DeviceInfo.h"
 
 namespace libvxsensor {
+
+namespace {
+
+// ---- Constant tables -------------------------------------------------------------------------
 
 const std::vector<uint16_t> BootDevPids = {0x0501, 0x0300, 0x0301, 0x0400};
 const std::vector<uint16_t> Pellin3DevPids = {0x0660};
@@ -49,14 +58,35 @@ const std::set<std::string> KovraAValidFwSerials = {"Kovra A", "Kovra AS", "Lume
                                                     "Lumex 855Sx"};
 const std::set<std::string> L840ValidPresetProduct = {"Lumex 800", "Kovra A"};
 
-std::vector<DeviceIdentifier> L840SeriesDevPids;
-std::vector<DeviceIdentifier> L845SeDevPids;
-std::vector<DeviceIdentifier> KovraADevPids;
-std::vector<DeviceIdentifier> L840AndKovraADevPids;
-std::vector<DeviceInfoEntry> L840DevicePidToName;
-std::vector<DeviceIdentifier> L945SeDevPids;
+// ---- Device-group tables ---------------------------------------------------------------------
 
-namespace {
+std::vector<DeviceIdentifier> L840SeriesDevPids;     // group 0
+std::vector<DeviceIdentifier> L845SeDevPids;         // group 2
+std::vector<DeviceIdentifier> KovraADevPids;         // group 3
+std::vector<DeviceIdentifier> L840AndKovraADevPids;  // group 4
+std::vector<DeviceInfoEntry> L840DevicePidToName;    // group 5
+std::vector<DeviceIdentifier> L945SeDevPids;         // group 6
+
+// True when some entry matches both ids; a PID alone is not enough because another vendor may
+// reuse it.
+template <typename Container>
+bool isDeviceInContainer(const Container& c, uint16_t vid, uint16_t pid) {
+    return std::any_of(c.begin(), c.end(),
+                       [&](const auto& entry) { return entry.vid == vid && entry.pid == pid; });
+}
+
+bool isPidValid(uint16_t pid, const std::vector<uint16_t>& pids) {
+    return std::find(pids.begin(), pids.end(), pid) != pids.end();
+}
+
+bool isMakers(DeviceIds ids, const std::vector<uint16_t>& pids) {
+    return ids.vid == kVendorId && isPidValid(ids.pid, pids);
+}
+
+std::string nameIn(const std::unordered_map<uint16_t, std::string>& table, uint16_t pid) {
+    const auto found = table.find(pid);
+    return found != table.end() ? found->second : std::string();
+}
 
 DeviceIdentifier decodeIdentifier(const uint8_t* p) {
     return DeviceIdentifier{readLe16(p), readLe16(p + 2)};
@@ -90,6 +120,127 @@ void replaceTable(std::vector<Record>& table, const uint8_t* data, uint32_t size
 
 }  // namespace
 
+DeviceIds readDeviceIds(vx_device_t* device) {
+    DeviceInfo info(device);
+    DeviceIds ids;
+    ids.pid = info.pid();
+    ids.vid = info.vid();
+    info.release();
+    return ids;
+}
+
+// The firmware factory's order: the first match wins. A pid in two lists belongs to the first.
+FirmwareFamily firmwareFamilyOf(DeviceIds ids) {
+    if (isInGroup(DeviceGroup::L840AndKovraA, ids)) return FirmwareFamily::L840;
+    if (ids.vid == kVendorId && ids.pid == kL5ProPid) return FirmwareFamily::L5Pro;
+    // The L945Se family is served by the L5Pro updater on purpose.
+    if (isInGroup(DeviceGroup::L945Se, ids)) return FirmwareFamily::L5Pro;
+    if (ids.vid != kVendorId) return FirmwareFamily::None;
+    if (isPidValid(ids.pid, OpenNIDevPids)) return FirmwareFamily::OpenNI;
+    if (isPidValid(ids.pid, Lumex5DevPids) || isPidValid(ids.pid, Pellin3DevPids) ||
+        isPidValid(ids.pid, Lumex470DevPids)) {
+        return FirmwareFamily::L5;
+    }
+    if (isPidValid(ids.pid, MiroMaxDevPids)) return FirmwareFamily::MiroMax;
+    if (isPidValid(ids.pid, L815DevPids)) return FirmwareFamily::L840;
+    if (isPidValid(ids.pid, BootDevPids)) return FirmwareFamily::Bootloader;
+    return FirmwareFamily::None;
+}
+
+PresetFamily presetFamilyOf(DeviceIds ids) {
+    if (isInGroup(DeviceGroup::L840AndKovraA, ids) || isL815(ids)) return PresetFamily::L840;
+    if (isInGroup(DeviceGroup::L945Se, ids)) return PresetFamily::L945Se;
+    return PresetFamily::None;
+}
+
+CustomerDataFamily customerDataFamilyOf(DeviceIds ids) {
+    if (isInGroup(DeviceGroup::L840Series, ids)) return CustomerDataFamily::L840;
+    // The L5Pro model uses the L945Se mechanism.
+    if ((ids.vid == kVendorId && ids.pid == kL5ProPid) || isInGroup(DeviceGroup::L945Se, ids)) {
+        return CustomerDataFamily::L945Se;
+    }
+    if (isMakers(ids, OpenNIDevPids)) return CustomerDataFamily::OpenNI;
+    return CustomerDataFamily::None;
+}
+
+bool isInGroup(DeviceGroup group, DeviceIds ids) {
+    const std::vector<DeviceIdentifier>* table =
+        getDeviceIdentifierVector(static_cast<uint16_t>(group));
+    return table != nullptr && isDeviceInContainer(*table, ids.vid, ids.pid);
+}
+
+bool isL815(DeviceIds ids) {
+    return isMakers(ids, L815DevPids);
+}
+
+bool isBootloader(DeviceIds ids) {
+    return ids.vid == kVendorId && ids.pid == kBootloaderPid;
+}
+
+bool acceptsFirmwareLine(DeviceIds ids, const std::string& serial) {
+    const auto refuses = [&serial](bool member, const std::set<std::string>& lines) {
+        return member && lines.count(serial) == 0;
+    };
+    return !refuses(isInGroup(DeviceGroup::KovraA, ids), KovraAValidFwSerials) &&
+           !refuses(isInGroup(DeviceGroup::L840Series, ids), L840ValidFwSerials) &&
+           !refuses(isL815(ids), L815ValidFwSerials);
+}
+
+bool isPresetProduct(const std::string& productName) {
+    return L840ValidPresetProduct.count(productName) != 0 ||
+           L815ValidFwSerials.count(productName) != 0;
+}
+
+std::optional<FirmwareMinimum> presetFirmwareMinimum(DeviceIds ids) {
+    if (isInGroup(DeviceGroup::KovraA, ids)) return FirmwareMinimum{10903, "1.9.03"};
+    if (isInGroup(DeviceGroup::L840Series, ids)) return FirmwareMinimum{10441, "1.4.41"};
+    if (isL815(ids)) return FirmwareMinimum{10000, "1.0.0"};
+    return std::nullopt;
+}
+
+std::optional<uint16_t> l5PidForSerialPrefix(const std::string& prefix) {
+    const auto found = L5SerialPrefixToDevicePid.find(prefix);
+    if (found == L5SerialPrefixToDevicePid.end()) return std::nullopt;
+    return found->second;
+}
+
+std::vector<std::string> l5SerialPrefixesOf(uint16_t pid) {
+    std::vector<std::string> prefixes;
+    for (const auto& [prefix, product] : L5SerialPrefixToDevicePid) {
+        if (product == pid) prefixes.push_back(prefix);
+    }
+    std::sort(prefixes.begin(), prefixes.end());
+    return prefixes;
+}
+
+std::string l5ProductName(uint16_t pid) {
+    return nameIn(L5DevicePidToName, pid);
+}
+
+std::string l815ProductName(uint16_t pid) {
+    return nameIn(L815DevicePidToName, pid);
+}
+
+std::string l840ProductName(DeviceIds ids) {
+    for (const DeviceInfoEntry& entry : L840DevicePidToName) {
+        if (entry.vid == ids.vid && entry.pid == ids.pid) return entry.nameText();
+    }
+    return {};
+}
+
+std::optional<std::string> miroMaxProductName(uint16_t pid) {
+    const auto found = MiroMxaProductName.find(pid);
+    if (found == MiroMxaProductName.end()) return std::nullopt;
+    return found->second;
+}
+
+std::vector<std::string> miroMaxProductNames() {
+    std::vector<std::string> names;
+    for (const auto& entry : MiroMxaProductName) names.push_back(entry.second);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
 static_assert(sizeof(DeviceInfoEntry::name) + 4 == kDeviceInfoEntryWireSize,
               "wire record size and name field disagree");
 
@@ -120,15 +271,6 @@ std::vector<DeviceIdentifier>* getDeviceIdentifierVector(uint16_t groupType) {
 
 std::vector<DeviceInfoEntry>* getDeviceInfoEntryVector(uint16_t groupType) {
     return groupType == 5 ? &L840DevicePidToName : nullptr;
-}
-
-bool isPidValid(uint16_t pid, const std::vector<uint16_t>& pids) {
-    for (uint16_t p : pids) {
-        if (p == pid) {
-            return true;
-        }
-    }
-    return false;
 }
 
 SetDeviceInfoResult setDeviceInfoData(uint16_t groupType, const uint8_t* data, uint32_t size) {

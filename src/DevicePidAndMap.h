@@ -1,49 +1,96 @@
-// Which cameras this library knows, by USB vendor and product id.
+// Which cameras this library knows, by USB vendor and product id, and what that makes them: the
+// one place that answers every question about a device's family.
 //
-// Two kinds of tables live here. The constant ones are fixed product knowledge compiled into the
-// library. The device-group ones are supplied by the host application at run time, because new
-// models of a family ship more often than this library does; they start empty and are replaced
-// whole by setDeviceInfoData().
+// Two kinds of tables live behind these questions. The constant ones are fixed product knowledge
+// compiled into the library. The device-group ones are supplied by the host application at run
+// time, because new models of a family ship more often than this library does; they start empty
+// and are replaced whole by setDeviceInfoData(). The tables themselves are private to
+// DevicePidAndMap.cpp: callers ask, they do not look.
 #ifndef VXSENSOR_DEVICE_PID_AND_MAP_H
 #define VXSENSOR_DEVICE_PID_AND_MAP_H
 
 #include <cstdint>
-#include <set>
+#include <optional>
 #include <string>
-#include <unordered_map>
 #include <vector>
+
+#include "vxsensor/vx_host.h"
 
 namespace libvxsensor {
 
 constexpr uint16_t kVendorId = 0x3A6E;
-// Older call sites spell the vendor id this way.
-constexpr uint16_t VXSENSOR_VID = kVendorId;
+// What L5 and L840 cameras report as their product while they run their bootloader.
 constexpr uint16_t kBootloaderPid = 0x0501;
+// The OpenNI bootloader's product id.
+constexpr uint16_t kOpenNIBootloaderPid = 0x0400;
+// The L5Pro model: known by its id alone, in no table.
+constexpr uint16_t kL5ProPid = 0x0671;
 
-// ---- Constant tables -------------------------------------------------------------------------
-// Defined once in DevicePidAndMap.cpp so every module sees the same objects.
+struct DeviceIds {
+    uint16_t vid = 0;
+    uint16_t pid = 0;
+};
 
-extern const std::vector<uint16_t> BootDevPids;
-extern const std::vector<uint16_t> Pellin3DevPids;
-extern const std::vector<uint16_t> Lumex5DevPids;
-extern const std::vector<uint16_t> Lumex470DevPids;
-extern const std::vector<uint16_t> MiroMaxDevPids;
-extern const std::vector<uint16_t> MiroDartDevPids;
-extern const std::vector<uint16_t> OpenNIDevPids;
-extern const std::vector<uint16_t> L815DevPids;
+// The device's ids from the host, its information object released with every host error raised:
+// what the factories and updaters decide by before anything is sent.
+DeviceIds readDeviceIds(vx_device_t* device);
 
-extern const std::unordered_map<uint16_t, std::string> L5DevicePidToName;
-extern const std::unordered_map<uint16_t, std::string> L815DevicePidToName;
-// The misspelling is part of the name other modules already use.
-extern const std::unordered_map<uint16_t, std::string> MiroMxaProductName;
+// ---- Families --------------------------------------------------------------------------------
 
-// The first three characters of a serial number tell which model it is; case matters.
-extern const std::unordered_map<std::string, uint16_t> L5SerialPrefixToDevicePid;
+// Which firmware updater serves a device. Bootloader: a product id that any of several families'
+// bootloaders report; whether the device answers the bootloader probe decides (see
+// FirmwareUpdaterFactory).
+enum class FirmwareFamily { L840, L5, L5Pro, OpenNI, MiroMax, Bootloader, None };
+FirmwareFamily firmwareFamilyOf(DeviceIds ids);
 
-extern const std::set<std::string> L815ValidFwSerials;
-extern const std::set<std::string> L840ValidFwSerials;
-extern const std::set<std::string> KovraAValidFwSerials;
-extern const std::set<std::string> L840ValidPresetProduct;
+enum class PresetFamily { L840, L945Se, None };
+PresetFamily presetFamilyOf(DeviceIds ids);
+
+enum class CustomerDataFamily { L840, L945Se, OpenNI, None };
+CustomerDataFamily customerDataFamilyOf(DeviceIds ids);
+
+// The run-time device groups, by the group type vx_set_device_info_data takes.
+enum class DeviceGroup : uint16_t {
+    L840Series = 0,
+    L845Se = 2,
+    KovraA = 3,
+    L840AndKovraA = 4,
+    L945Se = 6,
+};
+bool isInGroup(DeviceGroup group, DeviceIds ids);
+// The maker's vendor id and a product of the L815 models.
+bool isL815(DeviceIds ids);
+// The maker's vendor id and the L5/L840 bootloader's product id.
+bool isBootloader(DeviceIds ids);
+
+// ---- Firmware lines, presets and names --------------------------------------------------------
+
+// Whether a firmware file of this firmware line (the container's serial text) may go onto the
+// device: each family the device belongs to (KovraA, L840 series, L815) must list the line.
+bool acceptsFirmwareLine(DeviceIds ids, const std::string& serial);
+// Whether a preset file naming this product is meant for the L840 preset mechanism.
+bool isPresetProduct(const std::string& productName);
+
+// The oldest firmware that takes optional presets, for the families that take them.
+struct FirmwareMinimum {
+    int version;       // as getFirmwareVersionInt gives it
+    const char* text;  // as the refusal names it
+};
+std::optional<FirmwareMinimum> presetFirmwareMinimum(DeviceIds ids);
+
+// An L5-family product from the first three characters of a serial number (case matters).
+std::optional<uint16_t> l5PidForSerialPrefix(const std::string& prefix);
+// Serial prefixes that name the product, sorted: what inspect shows of an L5 image.
+std::vector<std::string> l5SerialPrefixesOf(uint16_t pid);
+// Product names; empty when the tables do not name the product.
+std::string l5ProductName(uint16_t pid);
+std::string l815ProductName(uint16_t pid);
+// From the named run-time group (type 5).
+std::string l840ProductName(DeviceIds ids);
+// The product text that MiroMax packages name for the product, if it is a MiroMax camera.
+std::optional<std::string> miroMaxProductName(uint16_t pid);
+// Every product text a MiroMax package may name.
+std::vector<std::string> miroMaxProductNames();
 
 // ---- Device-group tables ---------------------------------------------------------------------
 
@@ -53,48 +100,25 @@ struct DeviceIdentifier {
     uint16_t pid;
 };
 
-// Wire form: vid LE16, pid LE16, then a 64-byte name field.
+// Wire form: vid LE16, pid LE16, then a 64-byte name field, kept as given: a name may fill the
+// field without a terminator.
 struct DeviceInfoEntry {
     uint16_t vid;
     uint16_t pid;
     char name[64];
 
-    // Reads at most the 64 bytes of the field, so it is safe even on an entry built by hand
-    // without a terminator.
+    // Reads at most the 64 bytes of the field.
     std::string nameText() const;
 };
 
 constexpr uint32_t kDeviceIdentifierWireSize = 4;
 constexpr uint32_t kDeviceInfoEntryWireSize = 68;
 
-// The host fills these once, before any device work starts; they are not locked.
-extern std::vector<DeviceIdentifier> L840SeriesDevPids;     // group 0
-extern std::vector<DeviceIdentifier> L845SeDevPids;         // group 2
-extern std::vector<DeviceIdentifier> KovraADevPids;         // group 3
-extern std::vector<DeviceIdentifier> L840AndKovraADevPids;  // group 4
-extern std::vector<DeviceInfoEntry> L840DevicePidToName;    // group 5
-extern std::vector<DeviceIdentifier> L945SeDevPids;         // group 6
-
 // The identifier table for a group type, or nullptr if the group holds something else or is
-// unknown.
+// unknown. The host fills these once, before any device work starts; they are not locked.
 std::vector<DeviceIdentifier>* getDeviceIdentifierVector(uint16_t groupType);
-
 // The named-entry table for a group type, or nullptr.
 std::vector<DeviceInfoEntry>* getDeviceInfoEntryVector(uint16_t groupType);
-
-// True when some entry matches both ids; a PID alone is not enough because another vendor may
-// reuse it.
-template <typename Container>
-bool isDeviceInContainer(const Container& c, uint16_t vid, uint16_t pid) {
-    for (const auto& entry : c) {
-        if (entry.vid == vid && entry.pid == pid) {
-            return true;
-        }
-    }
-    return false;
-}
-
-bool isPidValid(uint16_t pid, const std::vector<uint16_t>& pids);
 
 enum class SetDeviceInfoResult { Ok, InvalidArgument, UnknownGroup };
 

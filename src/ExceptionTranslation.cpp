@@ -2,6 +2,7 @@
 #include "ExceptionTranslation.h"
 
 #include "common/VxExceptionExt.h"
+#include "firmware/FirmwareMessages.h"
 
 namespace libvxsensor {
 
@@ -45,6 +46,30 @@ bool translateExceptions(const char* function, PresetCountState presetCount,
         fail(VX_UPGRADE_STATE_FAILED, "Unknown error", kTypeUnknownException);
     }
     return false;
+}
+
+Verdict judge(PresetCountState presetCount,
+              const std::function<std::optional<UnwrittenEnd>()>& check) {
+    Verdict verdict;
+    const vx_device_upgrade_callback keep = [](VXUpgradeState state, const char* message, uint8_t,
+                                               void* self) {
+        auto* v = static_cast<Verdict*>(self);
+        v->state = state;
+        v->message = message != nullptr ? message : "";
+    };
+    translateExceptions("judge", presetCount, keep, &verdict, nullptr, [&] {
+        const std::optional<UnwrittenEnd> end = check();
+        if (!end) {
+            verdict.accepted = true;
+        } else if (end->silent) {
+            verdict.message = firmwaremsg::kNothingToWrite;
+        } else {
+            verdict.accepted = end->state >= 0;
+            verdict.state = end->state;
+            verdict.message = end->message;
+        }
+    });
+    return verdict;
 }
 
 }  // namespace libvxsensor

@@ -2,7 +2,10 @@
 #pragma once
 
 #include <functional>
+#include <optional>
+#include <string>
 
+#include "firmware/IFirmwareUpdater.h"
 #include "vxsensor/vx_host.h"
 
 namespace libvxsensor {
@@ -22,5 +25,22 @@ bool translateExceptions(const char* function, PresetCountState presetCount,
 void reportFailure(const char* function, VXUpgradeState state, const char* message,
                    int exceptionType, vx_device_upgrade_callback cb, void* userData,
                    vx_error** error);
+
+// What an update would come to, judged by its checks before the first write.
+struct Verdict {
+    // It would write the file, or end well without writing (a camera that already runs the one
+    // ISP part of a container).
+    bool accepted = false;
+    // Otherwise the state and message it would report: a refusal's, as translateExceptions turns
+    // it into a state, a report of its own, or firmwaremsg::kNothingToWrite for a container
+    // without components, which an update ends silently.
+    VXUpgradeState state = VX_UPGRADE_STATE_FAILED;
+    std::string message;
+};
+
+// Runs an updater's `check` (which throws the update's refusals and returns how it would end
+// without writing) and says what it comes to.
+Verdict judge(PresetCountState presetCount,
+              const std::function<std::optional<UnwrittenEnd>()>& check);
 
 }  // namespace libvxsensor

@@ -1,3 +1,4 @@
+// The device tables: what the host's records become, and the family each device belongs to.
 #include "DevicePidAndMap.h"
 
 #include <gtest/gtest.h>
@@ -37,63 +38,81 @@ protected:
 TEST_F(DeviceGroupTables, RecordsDecodeLittleEndianAndPartialOnesAreDropped) {
     const Bytes ids{0x6E, 0x3A, 0x40, 0x08, 0x34, 0x12, 0xCD, 0xAB, 0xEE, 0xEE};
     ASSERT_EQ(fill(0, ids, 7), SetDeviceInfoResult::Ok);
-    ASSERT_EQ(L840SeriesDevPids.size(), 1u);
-    EXPECT_EQ(L840SeriesDevPids[0].vid, 0x3A6E);
-    EXPECT_EQ(L840SeriesDevPids[0].pid, 0x0840);
+    EXPECT_EQ(getDeviceIdentifierVector(0)->size(), 1u);
+    EXPECT_TRUE(isInGroup(DeviceGroup::L840Series, {0x3A6E, 0x0840}));
     ASSERT_EQ(fill(0, ids, 10), SetDeviceInfoResult::Ok);
-    ASSERT_EQ(L840SeriesDevPids.size(), 2u);  // replaced, not appended to
-    EXPECT_TRUE(isDeviceInContainer(L840SeriesDevPids, 0x1234, 0xABCD));
+    EXPECT_EQ(getDeviceIdentifierVector(0)->size(), 2u);  // replaced, not appended to
+    EXPECT_TRUE(isInGroup(DeviceGroup::L840Series, {0x1234, 0xABCD}));
+    EXPECT_FALSE(isInGroup(DeviceGroup::L840Series, {0x1234, 0x0840}))
+        << "a pid known under another vendor is another device";
 
     Bytes named = infoRecord(0x40, "Lumex 840");
     const Bytes second = infoRecord(0x41, std::string(64, 'N'));
     named.insert(named.end(), second.begin(), second.end());
     named.resize(named.size() + 10, 'A');
     ASSERT_EQ(fill(5, named, static_cast<uint32_t>(named.size())), SetDeviceInfoResult::Ok);
-    ASSERT_EQ(L840DevicePidToName.size(), 2u);
-    EXPECT_EQ(L840DevicePidToName[0].pid, 0x0840);
-    EXPECT_EQ(L840DevicePidToName[0].nameText(), "Lumex 840");
+    EXPECT_EQ(l840ProductName({0x3A6E, 0x0840}), "Lumex 840");
     // A name may use the whole field: kept whole, and read no further than the field.
-    EXPECT_EQ(L840DevicePidToName[1].nameText(), std::string(64, 'N'));
+    EXPECT_EQ(l840ProductName({0x3A6E, 0x0841}), std::string(64, 'N'));
 
     ASSERT_EQ(fill(5, named, 67), SetDeviceInfoResult::Ok);  // replaced by nothing
-    EXPECT_TRUE(L840DevicePidToName.empty());
+    EXPECT_TRUE(getDeviceInfoEntryVector(5)->empty());
     ASSERT_EQ(fill(0, ids, 3), SetDeviceInfoResult::Ok);
-    EXPECT_TRUE(L840SeriesDevPids.empty());
+    EXPECT_TRUE(getDeviceIdentifierVector(0)->empty());
 }
 
 TEST_F(DeviceGroupTables, EachGroupReplacesOnlyItsOwnTable) {
-    const std::vector<std::pair<uint16_t, std::vector<DeviceIdentifier>*>> tables{
-        {0, &L840SeriesDevPids},
-        {2, &L845SeDevPids},
-        {3, &KovraADevPids},
-        {4, &L840AndKovraADevPids},
-        {6, &L945SeDevPids}};
+    const uint16_t groups[] = {0, 2, 3, 4, 6};
     const Bytes two{0x6E, 0x3A, 0x00, 0x09, 0x6E, 0x3A, 0x01, 0x09};
-    for (const auto& [group, unused] : tables) {
+    for (const uint16_t group : groups) {
         SCOPED_TRACE(group);
         resetDeviceGroupTables();
         ASSERT_EQ(fill(group, two, 8), SetDeviceInfoResult::Ok);
         ASSERT_EQ(fill(group, two, 4), SetDeviceInfoResult::Ok);  // replaces, does not append
-        for (const auto& [other, otherTable] : tables) {
-            EXPECT_EQ(otherTable->size(), other == group ? 1u : 0u) << other;
+        for (const uint16_t other : groups) {
+            EXPECT_EQ(getDeviceIdentifierVector(other)->size(), other == group ? 1u : 0u) << other;
         }
-        EXPECT_TRUE(L840DevicePidToName.empty());
+        EXPECT_TRUE(getDeviceInfoEntryVector(5)->empty());
     }
+    EXPECT_EQ(fill(1, two, 8), SetDeviceInfoResult::UnknownGroup);
+    EXPECT_EQ(fill(0, two, 0), SetDeviceInfoResult::InvalidArgument);
 }
 
-TEST(DeviceMatching, BothIdsMustMatchAndConstantTablesAgree) {
-    const std::vector<DeviceIdentifier> ids = {{0x3A6E, 0x0840}, {0x1234, 0x0841}};
-    EXPECT_TRUE(isDeviceInContainer(ids, 0x1234, 0x0841));
-    EXPECT_FALSE(isDeviceInContainer(ids, 0x1234, 0x0840));  // PID known, but under another VID
-    EXPECT_FALSE(isDeviceInContainer(ids, 0x3A6E, 0x0841));
-    EXPECT_FALSE(isPidValid(0x0844, L815DevPids));
-
-    // Every model a serial resolves to must be one the PID lists know about.
-    for (const auto& [prefix, pid] : L5SerialPrefixToDevicePid) {
-        EXPECT_TRUE(isPidValid(pid, Lumex5DevPids) || isPidValid(pid, Pellin3DevPids) ||
-                    isPidValid(pid, Lumex470DevPids))
-            << prefix;
+// The factories' orders: a device the run-time groups list is served as they say, before any
+// constant table is asked; the maker's constant tables need the maker's vendor id.
+TEST_F(DeviceGroupTables, FamiliesFollowTheFactoriesOrder) {
+    const Bytes l945se{0x6E, 0x3A, 0x0E, 0x06};  // an OpenNI pid, listed as L945Se
+    ASSERT_EQ(fill(6, l945se, 4), SetDeviceInfoResult::Ok);
+    const struct {
+        DeviceIds ids;
+        FirmwareFamily firmware;
+        PresetFamily presets;
+        CustomerDataFamily customerData;
+    } cases[] = {
+        {{0x3A6E, 0x060E}, FirmwareFamily::L5Pro, PresetFamily::L945Se, CustomerDataFamily::L945Se},
+        {{0x3A6E, 0x0614}, FirmwareFamily::OpenNI, PresetFamily::None, CustomerDataFamily::OpenNI},
+        {{0x3A6E, 0x0671}, FirmwareFamily::L5Pro, PresetFamily::None, CustomerDataFamily::L945Se},
+        {{0x3A6E, 0x0808}, FirmwareFamily::L5, PresetFamily::None, CustomerDataFamily::None},
+        {{0x3A6E, 0x0843}, FirmwareFamily::L840, PresetFamily::L840, CustomerDataFamily::None},
+        {{0x1234, 0x0843}, FirmwareFamily::None, PresetFamily::None, CustomerDataFamily::None},
+        {{0x3A6E, 0x0400},
+         FirmwareFamily::Bootloader,
+         PresetFamily::None,
+         CustomerDataFamily::None},
+        {{0x3A6E, 0x06C0}, FirmwareFamily::MiroMax, PresetFamily::None, CustomerDataFamily::None},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.ids.pid);
+        EXPECT_EQ(firmwareFamilyOf(c.ids), c.firmware);
+        EXPECT_EQ(presetFamilyOf(c.ids), c.presets);
+        EXPECT_EQ(customerDataFamilyOf(c.ids), c.customerData);
     }
-    for (uint16_t pid : L815DevPids) EXPECT_EQ(L815DevicePidToName.count(pid), 1u) << pid;
-    EXPECT_TRUE(isPidValid(kBootloaderPid, BootDevPids));
+    // Every model a serial resolves to must be one the family knows by name or list.
+    for (const std::string prefix : {"AY3", "AY6", "AY8", "CPA", "AAR", "AAU", "AYX", "AYY"}) {
+        const auto pid = l5PidForSerialPrefix(prefix);
+        ASSERT_TRUE(pid) << prefix;
+        EXPECT_EQ(firmwareFamilyOf({kVendorId, *pid}), FirmwareFamily::L5) << prefix;
+    }
+    EXPECT_FALSE(l5PidForSerialPrefix("ay3")) << "case matters";
+    EXPECT_EQ(l815ProductName(0x0841), "Lumex 815");
 }

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "builders/L5Image.h"
-#include "builders/L840Container.h"
-#include "builders/MiroMaxPackage.h"
 #include "common/VxExceptionExt.h"
+#include "firmware/L5FirmwareParser.h"
+#include "firmware/L840FirmwareParser.h"
+#include "firmware/MiroMaxFirmwareParser.h"
 #include "support/Catalog.h"
 
 using namespace libvxsensor;
@@ -76,16 +76,16 @@ class FailedReleaseTest : public CatalogTest {};
 
 TEST_F(FailedReleaseTest, EndsTheOperationBeforeAnyWrite) {
     const std::vector<uint8_t> l840 =
-        L840Container().component(L840Component().name("main").data(bytes(64, 1))).build();
+        L840ContainerWriter().component(L840RecordWriter().name("main").data(bytes(64, 1))).write();
     const struct {
         const char* camera;
         std::vector<uint8_t> file;
     } cases[] = {
         {"l840", l840},
-        {"l5", L5Image().build()},
+        {"l5", L5ImageWriter().write()},
         {"l5pro", l840},
         {"openni", bytes(0x20000, 3)},
-        {"miromax", MiroMaxPackage().build()},
+        {"miromax", MiroMaxPackageWriter().write()},
     };
     // The factory's release, then the updater's own.
     for (const uint32_t skip : {0u, 1u}) {

@@ -11,13 +11,15 @@
 #include <fstream>
 #include <functional>
 
-#include "builders/L5Image.h"
-#include "builders/L840Container.h"
-#include "builders/MiroMaxPackage.h"
-#include "builders/PresetFile.h"
+#include "firmware/L5FirmwareParser.h"
+#include "firmware/L840FirmwareParser.h"
+#include "firmware/MiroMaxFirmwareParser.h"
+#include "presets/L840OptionalDepthPresetsParser.h"
 #include "support/Catalog.h"
 #include "support/Progress.h"
 #include "vxsim/Install.h"
+
+using namespace libvxsensor;
 
 using vxsim::EmulatedCamera;
 using vxsim::Fault;
@@ -87,20 +89,22 @@ const std::vector<uint8_t> kFlash = pattern(3000, 3);
 
 std::vector<Operation> operations() {
     static const auto l840 =
-        L840Container()
+        L840ContainerWriter()
             .serial("Lumex 840")
-            .component(L840Component().name("boot").address(0x10000).data(kBoot))
-            .component(L840Component().name("main").address(0x100000).data(kMain).pids({0x0800}))
-            .build();
-    static const auto l5 = L5Image().pid(0x0670).size(1500).build();
-    static const auto miromax = MiroMaxPackage().payload(pattern(20000, 4)).build();
+            .component(L840RecordWriter().name("boot").address(0x10000).data(kBoot))
+            .component(L840RecordWriter().name("main").address(0x100000).data(kMain).pids({0x0800}))
+            .write();
+    static const auto l5 = L5ImageWriter().pid(0x0670).size(1500).write();
+    static const auto miromax = MiroMaxPackageWriter().payload(pattern(20000, 4)).write();
     static std::vector<uint8_t> l945sePreset = [] {
         std::vector<uint8_t> p{'V', 'X', 'P', 'R', 'E', 'S', 'E', 'T'};
         p.resize(20000, 0x55);
         return p;
     }();
     static const auto presetFile =
-        PresetFile().record(PresetRecord().address(0x7F0000).data(pattern(300, 5))).build();
+        L840PresetFileWriter()
+            .record(L840RecordWriter().address(0x7F0000).data(pattern(300, 5)))
+            .write();
 
     return {
         {"flash write", "l840", 64,

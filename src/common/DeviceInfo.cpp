@@ -29,15 +29,6 @@ void DeviceInfo::release() {
     check_vx_error(&error);
 }
 
-DeviceIds readDeviceIds(vx_device_t* device) {
-    DeviceInfo info(device);
-    DeviceIds ids;
-    ids.pid = info.pid();
-    ids.vid = info.vid();
-    info.release();
-    return ids;
-}
-
 uint16_t DeviceInfo::vid() const {
     vx_error* error = nullptr;
     const int vid = vx_device_info_get_vid(info_, &error);

@@ -32,12 +32,4 @@ private:
     bool released_ = false;
 };
 
-// The device's vendor and product ids, read and released with every host error raised: what the
-// factories and updaters decide by before anything is sent.
-struct DeviceIds {
-    uint16_t vid = 0;
-    uint16_t pid = 0;
-};
-DeviceIds readDeviceIds(vx_device_t* device);
-
 }  // namespace libvxsensor

@@ -2,7 +2,6 @@
 #include <memory>
 
 #include "DevicePidAndMap.h"
-#include "common/DeviceInfo.h"
 #include "common/VxExceptionExt.h"
 #include "customerdata/L840CustomDataAccessor.h"
 #include "customerdata/L945SeCustomeDataAccessor.h"
@@ -10,21 +9,16 @@
 
 namespace libvxsensor {
 
-namespace {
-constexpr uint16_t kL5ProPid = 0x0671;
-}
-
 std::shared_ptr<ICustomeDataAccessor> CustomeDataAccessorFactory::create(vx_device_t* device) {
-    const auto [vid, pid] = readDeviceIds(device);
-    if (isDeviceInContainer(L840SeriesDevPids, vid, pid)) {
-        return std::make_shared<L840CustomDataAccessor>();
-    }
-    // The L5Pro model uses the L945Se mechanism.
-    if ((vid == kVendorId && pid == kL5ProPid) || isDeviceInContainer(L945SeDevPids, vid, pid)) {
-        return std::make_shared<L945SeCustomeDataAccessor>();
-    }
-    if (vid == kVendorId && isPidValid(pid, OpenNIDevPids)) {
-        return std::make_shared<OpenNICustomeDataAccessor>();
+    switch (customerDataFamilyOf(readDeviceIds(device))) {
+        case CustomerDataFamily::L840:
+            return std::make_shared<L840CustomDataAccessor>();
+        case CustomerDataFamily::L945Se:
+            return std::make_shared<L945SeCustomeDataAccessor>();
+        case CustomerDataFamily::OpenNI:
+            return std::make_shared<OpenNICustomeDataAccessor>();
+        case CustomerDataFamily::None:
+            break;
     }
     // The message names the firmware updater although this is the customer-data factory; tools
     // match it word for word.

@@ -13,7 +13,6 @@ namespace libvxsensor {
 namespace {
 
 constexpr uint32_t kCustomerDataProperty = 1052;
-constexpr const char* kWriteFailed = "Custom Data write failed!";
 
 // The read path reuses the write wording ("writing", "write done"); it always has.
 const char* messageFor(VXDataTranState state, const char* transferFailed) {
@@ -31,7 +30,7 @@ const char* messageFor(VXDataTranState state, const char* transferFailed) {
         case VX_DATA_TRAN_STATE_VERIFY_FAILED:
             return "Data verify failed!";
         default:
-            return kWriteFailed;
+            return kCustomDataWriteFailed;
     }
 }
 
@@ -86,7 +85,7 @@ void readCustomerDataArea(vx_device_t* device, void* data, uint32_t* size, uint3
         VendorCommand::getRawData(
             device, kCustomerDataProperty,
             [&](VXDataTranState state, VXDataChunk* chunk) {
-                outcome.set(state, kWriteFailed);
+                outcome.set(state, kCustomDataWriteFailed);
                 if (state == VX_DATA_TRAN_STATE_TRANSFERRING) {
                     collected.insert(collected.end(), chunk->data, chunk->data + chunk->size);
                 }

@@ -6,6 +6,9 @@
 
 namespace libvxsensor {
 
+// What a failed write transfer says, unless a family has its own text for it.
+inline constexpr const char* kCustomDataWriteFailed = "Custom Data write failed!";
+
 // Throws std::runtime_error with the last state's message unless the transfer ended done.
 // `transferFailedMessage` is the family's text for a failed request.
 void writeCustomerDataArea(vx_device_t* device, const void* data, uint32_t size,

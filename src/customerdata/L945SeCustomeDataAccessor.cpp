@@ -7,7 +7,7 @@ namespace libvxsensor {
 
 void L945SeCustomeDataAccessor::writeCustomerData(vx_device_t* device, const void* data,
                                                   uint32_t size) {
-    writeCustomerDataArea(device, data, size, "Custom Data write failed!");
+    writeCustomerDataArea(device, data, size, kCustomDataWriteFailed);
 }
 
 void L945SeCustomeDataAccessor::readCustomerData(vx_device_t* device, void* data, uint32_t* size) {

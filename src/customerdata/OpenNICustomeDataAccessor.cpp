@@ -12,7 +12,7 @@ void OpenNICustomeDataAccessor::writeCustomerData(vx_device_t* device, const voi
         throw unsupported_device_exception_ext(
             "The length of the written data is greater than 32.");
     }
-    writeCustomerDataArea(device, data, size, "Custom Data write failed!");
+    writeCustomerDataArea(device, data, size, kCustomDataWriteFailed);
 }
 
 void OpenNICustomeDataAccessor::readCustomerData(vx_device_t* device, void* data, uint32_t* size) {

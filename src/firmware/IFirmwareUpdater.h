@@ -5,18 +5,36 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
+#include <string>
 
 #include "common/ByteView.h"
 #include "vxsensor/vx_host.h"
 
 namespace libvxsensor {
 
+class DeviceFacts;
+
 using UpgradeCallback = std::function<void(VXUpgradeState, const char*, uint8_t)>;
+
+// How an update ends when it writes nothing: with one report (a file that holds nothing for the
+// camera is refused this way; an ISP part the camera already runs ends it well), or silently (a
+// container without components).
+struct UnwrittenEnd {
+    bool silent = false;
+    VXUpgradeState state = VX_UPGRADE_STATE_FAILED;
+    std::string message;
+    uint8_t percent = 0;
+};
 
 class IFirmwareUpdater {
 public:
     // `data` is the caller's image, borrowed for the call: nothing keeps it afterwards.
     virtual void updateFirmware(vx_device_t* device, ByteView data, UpgradeCallback callback) = 0;
+    // The checks the update makes before its first write, against what `facts` tell of the
+    // camera: throws what the update would throw; returns how it would end without writing
+    // anything, or nullopt when it would write.
+    virtual std::optional<UnwrittenEnd> check(DeviceFacts& facts, ByteView data) = 0;
     virtual ~IFirmwareUpdater() = default;
 };
 

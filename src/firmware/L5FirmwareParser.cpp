@@ -1,6 +1,9 @@
 // L5 image checks and the size-to-address table of the family's flash layout.
 #include "firmware/L5FirmwareParser.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "common/ByteOrder.h"
 #include "common/VxExceptionExt.h"
 
@@ -29,6 +32,44 @@ uint32_t L5FirmwareParser::getWriteAddress() const {
     if (n == 0x50000) return 0x10000;
     if (n == 0x30000 || n == 0x40000) return 0x20000;
     throw mismatch_firmware_exception_ext("Invalid input file: invalid size");
+}
+
+L5ImageWriter& L5ImageWriter::pid(uint16_t v) {
+    pid_ = v;
+    return *this;
+}
+L5ImageWriter& L5ImageWriter::body(std::vector<uint8_t> v) {
+    body_ = std::move(v);
+    return *this;
+}
+L5ImageWriter& L5ImageWriter::size(uint32_t v) {
+    size_ = v;
+    return *this;
+}
+L5ImageWriter& L5ImageWriter::magic(uint32_t v) {
+    magic_ = v;
+    return *this;
+}
+L5ImageWriter& L5ImageWriter::truncateTo(size_t n) {
+    truncateTo_ = n;
+    return *this;
+}
+
+std::vector<uint8_t> L5ImageWriter::write() const {
+    std::vector<uint8_t> out;
+    if (body_) {
+        out = *body_;
+    } else {
+        out.resize(size_.value_or(1500) - std::min<uint32_t>(size_.value_or(1500), kL5TrailerSize));
+        for (size_t i = 0; i < out.size(); ++i) out[i] = static_cast<uint8_t>(i * 7 + 3);
+    }
+    if (size_ && *size_ >= kL5TrailerSize) out.resize(*size_ - kL5TrailerSize, 0xFF);
+    std::vector<uint8_t> trailer(kL5TrailerSize, 0);
+    writeLe32(&trailer[kL5OffMagic], magic_);
+    writeLe16(&trailer[kL5OffPid], pid_);
+    out.insert(out.end(), trailer.begin(), trailer.end());
+    if (truncateTo_ && *truncateTo_ < out.size()) out.resize(*truncateTo_);
+    return out;
 }
 
 }  // namespace libvxsensor

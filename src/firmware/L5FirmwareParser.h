@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "common/ByteView.h"
@@ -36,6 +37,28 @@ public:
 
 private:
     ByteView image_;
+};
+
+// Writes an L5 image: the body, then the trailer with its magic and product id. By default the
+// body is a counting pattern filling the image to its size; a given body is padded with 0xFF (as
+// erased flash reads) up to the size. The damage knobs make files the parser must refuse.
+class L5ImageWriter {
+public:
+    L5ImageWriter& pid(uint16_t v);
+    L5ImageWriter& body(std::vector<uint8_t> v);
+    // The whole image, trailer included.
+    L5ImageWriter& size(uint32_t v);
+    L5ImageWriter& magic(uint32_t v);
+    L5ImageWriter& truncateTo(size_t n);
+
+    std::vector<uint8_t> write() const;
+
+private:
+    uint16_t pid_ = 0x0670;
+    std::optional<std::vector<uint8_t>> body_;
+    std::optional<uint32_t> size_;
+    uint32_t magic_ = kL5TrailerMagic;
+    std::optional<size_t> truncateTo_;
 };
 
 }  // namespace libvxsensor

@@ -6,11 +6,12 @@
 
 #include "DevicePidAndMap.h"
 #include "common/ByteOrder.h"
-#include "common/DeviceInfo.h"
 #include "common/VxExceptionExt.h"
-#include "firmware/FlashImageWriter.h"
+#include "firmware/DeviceFacts.h"
+#include "firmware/FirmwareMessages.h"
 #include "firmware/L5FirmwareParser.h"
-#include "vexoraFirmware/L5BootloaderInfoManager.h"
+#include "firmware/TransferAttempts.h"
+#include "vendorcommand/VendorCommand.h"
 
 namespace libvxsensor {
 
@@ -20,34 +21,57 @@ constexpr uint32_t kPacketSize = 768;
 // The bootloader cannot take larger flash packets.
 constexpr uint32_t kBootloaderPacketSize = 256;
 
-}  // namespace
+struct Plan {
+    ByteView image;
+    uint32_t address;
+    uint32_t packetSize;
+};
 
-void L5FirmwareUpdater::updateFirmware(vx_device_t* device, ByteView data,
-                                       UpgradeCallback callback) {
-    uint16_t pid = readDeviceIds(device).pid;
+Plan prepare(DeviceFacts& facts, ByteView data) {
+    uint16_t pid = facts.ids().pid;
     const L5FirmwareParser parser(data.data(), static_cast<uint32_t>(data.size()));
     const uint16_t filePid = readLe16(parser.getFileInfo() + kL5OffPid);
-    L5BootloaderInfoManager bootloaderInfo;
-
+    // The name is the bootloader info's: a product only once it was learnt from flash.
+    uint16_t namedPid = kBootloaderPid;
     uint32_t packetSize = kPacketSize;
     if (pid == kBootloaderPid) {
-        pid = bootloaderInfo.getDevicePid(device, kBootloaderPacketSize);
+        pid = facts.l5SavedPid(kBootloaderPacketSize);
         if (pid == kBootloaderPid) {
             throw unsupported_device_exception_ext("Cannot get pid from bootloader mode.");
         }
+        namedPid = pid;
         packetSize = kBootloaderPacketSize;
     }
     if (!parser.isFirmwareAdaptable(pid)) {
-        // The name is the bootloader's (empty in normal mode) and the number is the file's, not
-        // the device's: the text has always read so.
+        // The number is the file's, not the device's: the text has always read so.
         throw mismatch_firmware_exception_ext("Invalid input file!\nFirmware mismatch for " +
-                                              bootloaderInfo.getDeviceName() + " : unmatched pid " +
+                                              l5ProductName(namedPid) + " : unmatched pid " +
                                               std::to_string(filePid));
     }
     // Asked only after the product check, so a foreign image is a mismatch before a bad size.
-    const uint32_t address = parser.getWriteAddress();
-    writeFlashImage(device, address, parser.image(), packetSize, callback,
-                    AttemptExceptions::EndTheUpdate);
+    return {parser.image(), parser.getWriteAddress(), packetSize};
+}
+
+}  // namespace
+
+std::optional<UnwrittenEnd> L5FirmwareUpdater::check(DeviceFacts& facts, ByteView data) {
+    prepare(facts, data);
+    return std::nullopt;
+}
+
+void L5FirmwareUpdater::updateFirmware(vx_device_t* device, ByteView data,
+                                       UpgradeCallback callback) {
+    LiveDevice facts(device);
+    const Plan plan = prepare(facts, data);
+    TransferAttempts attempts(callback,
+                              imageWording(VX_UPGRADE_STATE_DONE, firmwaremsg::kUpdateDone),
+                              {5, 0, /*exceptionEndsUpdate=*/true});
+    attempts.run([&] {
+        VendorCommand::writeFlash(device, plan.address, plan.image.data(),
+                                  static_cast<uint32_t>(plan.image.size()), attempts.progress(),
+                                  false, VendorCommand::VERIFY_READ_BACK, plan.packetSize);
+        return false;
+    });
 }
 
 }  // namespace libvxsensor

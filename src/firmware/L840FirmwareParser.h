@@ -10,7 +10,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "firmware/L840Records.h"
 
@@ -26,14 +28,12 @@ inline constexpr size_t kOffDateTime = 8;
 inline constexpr size_t kOffSerial = 24;
 inline constexpr size_t kTextSize = 16;
 inline constexpr size_t kOffMarker = 40;
-// The format's refusals. The missing '!' of the second is deliberate: this text is observable
-// behaviour, keep the two apart.
-inline constexpr const char* kMsgDamaged =
-    "Parse firmware data failed!\nInvalid input data or data has been damaged";
-inline constexpr const char* kMsgDataPastEnd =
-    "Parse firmware data failed\nInvalid input data or data has been damaged";
-inline constexpr const char* kMsgChecksum =
-    "Checksum mismatch!\nInvalid input file or file has been damaged";
+
+// Components bound for these addresses are the ISP firmware: written with a CRC check instead of
+// a read-back, and skipped when the camera already runs their version.
+inline bool isIspAddress(uint64_t address) {
+    return address == 0x500000 || address == 0x580000 || address == 0x5D0000;
+}
 }  // namespace l840container
 
 // The file header as read: bytes beyond the declared header size are zero.
@@ -70,6 +70,35 @@ public:
 private:
     L840FirmwareFileHeader fileHeader_;
     L840Records components_;
+};
+
+// Writes a container: the header with the count and marker computed, then the components. A
+// valid file by default, with placeholder texts; the damage knobs make files the parser must
+// refuse.
+class L840ContainerWriter {
+public:
+    L840ContainerWriter& date(std::string v);
+    L840ContainerWriter& serial(std::string v);
+    L840ContainerWriter& component(L840RecordWriter c);
+    // Damage: the declared header size (the 64-byte layout cut or padded with zeros), another
+    // marker, another count, the file cut to `n` bytes, bytes after the last component.
+    L840ContainerWriter& headerSize(uint32_t v);
+    L840ContainerWriter& marker(uint32_t v);
+    L840ContainerWriter& count(uint32_t v);
+    L840ContainerWriter& truncateTo(size_t n);
+    L840ContainerWriter& trailing(std::vector<uint8_t> v);
+
+    std::vector<uint8_t> write() const;
+
+private:
+    std::string date_ = "20250408";
+    std::string serial_ = "L840-0001";
+    std::vector<L840RecordWriter> components_;
+    uint32_t headerSize_ = l840container::kHeaderSize;
+    uint32_t marker_ = l840container::kMarker;
+    std::optional<uint32_t> count_;
+    std::optional<size_t> truncateTo_;
+    std::vector<uint8_t> trailing_;
 };
 
 }  // namespace libvxsensor

@@ -1,6 +1,6 @@
-// The L840 family's update: preparation (identity, serial and date rules), then each component
-// that fits the device is written with up to five attempts. One call handles the components in
-// file order; a component that fails five times ends the call.
+// The L840 family's update: the checks (identity, firmware line, date, write sizes), then each
+// component that is to be written, in file order, with up to five attempts. A component that
+// fails five times ends the call.
 #include "firmware/L840FirmwareUpdater.h"
 
 #include <cstring>
@@ -8,58 +8,56 @@
 #include <string>
 
 #include "DevicePidAndMap.h"
-#include "common/DeviceInfo.h"
-#include "common/Sleep.h"
 #include "common/Utils.h"
 #include "common/VxExceptionExt.h"
+#include "firmware/DeviceFacts.h"
+#include "firmware/FirmwareMessages.h"
 #include "firmware/L840FirmwareParser.h"
+#include "firmware/TransferAttempts.h"
 #include "vendorcommand/VendorCommand.h"
-#include "vexoraFirmware/L840BootloaderInfoManager.h"
 
 namespace libvxsensor {
 
 namespace {
 
-constexpr const char* kDoneMessage = "Update successfully! Please reboot your device manually!";
 constexpr const char* kStageDoneMessage =
     "Firmware update completed! Please manually reboot your device, then perform the update "
     "again to finish";
-constexpr const char* kIncompatibleMessage =
-    "Update failed!\nIncompatible firmware file for current device!";
-constexpr const char* kUnknownWriteError = "FW update write exception:unknown";
 // L845Se firmware built before this date must not be installed.
 constexpr const char* kL845SeOldestDate = "20250408";
-constexpr int kAttempts = 5;
 constexpr uint32_t kKovraARetryPauseMs = 2000;
 
-bool isIspAddress(uint64_t address) {
-    return address == 0x500000 || address == 0x580000 || address == 0x5D0000;
-}
+// What the updater does with one component: it skips those meant for other products and the ISP
+// firmware the device already runs (or any ISP part in bootloader mode), and writes the rest.
+enum class Step { SkipUnfit, SkipIsp, WriteReadBack, WriteCrc32 };
 
-std::string ispVersionOf(vx_device_t* device) {
-    vx_error* error = nullptr;
-    const char* text = vx_device_get_extension_info(device, "IspFwVer", &error);
-    if (error != nullptr) {
-        vx_delete_error(error);  // a device without an ISP version is not an error
-        return {};
+// Everything the checks learnt, for the writes.
+struct Plan {
+    DeviceIds ids;
+    bool bootloader = false;
+    uint32_t packetSize = 0;
+    std::string ispVersion;
+    VXUpgradeState finalState = VX_UPGRADE_STATE_DONE;
+    const char* finalMessage = firmwaremsg::kUpdateDone;
+    std::optional<UnwrittenEnd> unwritten;
+    std::optional<L840FirmwareParser> container;
+
+    Step stepFor(const L840FirmwareData& component) const {
+        if (!L840FirmwareParser::isFirmwareDataAdaptable(component, ids.pid)) {
+            return Step::SkipUnfit;
+        }
+        if (!l840container::isIspAddress(component.flashAddress())) return Step::WriteReadBack;
+        if (component.version() == ispVersion || bootloader) return Step::SkipIsp;
+        return Step::WriteCrc32;
     }
-    return text != nullptr ? text : "";
+};
+
+bool writes(Step step) {
+    return step == Step::WriteReadBack || step == Step::WriteCrc32;
 }
 
-void checkSerial(uint16_t vid, uint16_t pid, const std::string& serial, const std::string& name) {
-    const bool refused =
-        (isDeviceInContainer(KovraADevPids, vid, pid) && KovraAValidFwSerials.count(serial) == 0) ||
-        (isDeviceInContainer(L840SeriesDevPids, vid, pid) &&
-         L840ValidFwSerials.count(serial) == 0) ||
-        (vid == kVendorId && isPidValid(pid, L815DevPids) && L815ValidFwSerials.count(serial) == 0);
-    if (refused) {
-        throw mismatch_firmware_exception_ext("Firmware mismatch for " + name +
-                                              " : unmatched serial " + serial);
-    }
-}
-
-void checkL845SeDate(uint16_t vid, uint16_t pid, const std::string& dateTime) {
-    if (!isDeviceInContainer(L845SeDevPids, vid, pid)) {
+void checkL845SeDate(DeviceIds ids, const std::string& dateTime) {
+    if (!isInGroup(DeviceGroup::L845Se, ids)) {
         return;
     }
     // A date text that is not a valid date passes: only a known-old build is refused.
@@ -69,220 +67,126 @@ void checkL845SeDate(uint16_t vid, uint16_t pid, const std::string& dateTime) {
     }
 }
 
-// What the updater does with one component: it skips those meant for other products and the ISP
-// firmware the device already runs (or any ISP part in bootloader mode), and writes the rest.
-enum class Plan { SkipUnfit, SkipIsp, WriteReadBack, WriteCrc32 };
-
-struct Rules {
-    uint16_t pid;
-    bool bootloader;
-    std::string ispVersion;
-
-    Plan planFor(const L840FirmwareData& component) const {
-        if (!L840FirmwareParser::isFirmwareDataAdaptable(component, pid)) return Plan::SkipUnfit;
-        if (!isIspAddress(component.flashAddress())) return Plan::WriteReadBack;
-        if (component.version() == ispVersion || bootloader) return Plan::SkipIsp;
-        return Plan::WriteCrc32;
-    }
-};
-
-// The flash layer reads writeSize bytes of a component; a file that claims more than it carries
-// must not make it read past the data. Only what will be written is judged, and all of it before
-// the first write.
-void checkWriteSizes(const L840Records& components, const Rules& rules) {
+// How the update ends when it writes nothing: silently without components; at the last
+// component otherwise, well if that is an ISP part the camera already runs, refused if it does
+// not fit the camera.
+std::optional<UnwrittenEnd> unwrittenEnd(const L840Records& components, const Plan& plan) {
+    if (components.empty()) return UnwrittenEnd{true, VX_UPGRADE_STATE_DONE, "", 0};
+    Step last = Step::SkipUnfit;
     for (const L840FirmwareData& component : components) {
-        const Plan plan = rules.planFor(component);
-        const bool written = plan == Plan::WriteReadBack || plan == Plan::WriteCrc32;
-        if (written && component.writeSize() > component.data.size()) {
-            throw mismatch_firmware_exception_ext(l840container::kMsgDamaged);
-        }
+        last = plan.stepFor(component);
+        if (writes(last)) return std::nullopt;
     }
+    if (last == Step::SkipIsp) {
+        return UnwrittenEnd{false, plan.finalState, plan.finalMessage, 100};
+    }
+    return UnwrittenEnd{false, VX_UPGRADE_STATE_MISMATCH, firmwaremsg::kIncompatible, 0};
 }
 
-// What one call keeps while it works through the components.
-class Session {
-public:
-    Session(vx_device_t* device, const UpgradeCallback& callback, uint32_t packetSize,
-            VXUpgradeState finalState, std::string finalMessage, size_t count)
-        : device_(device),
-          callback_(callback),
-          packetSize_(packetSize),
-          finalState_(finalState),
-          finalMessage_(std::move(finalMessage)),
-          count_(count) {}
-
-    void reportFinal() { callback_(finalState_, finalMessage_.c_str(), 100); }
-
-    // A component that fits no device: only the last one says so.
-    void skipUnfit(size_t index) {
-        if (index != count_) return;
-        if (lastTransferDone_) {
-            reportFinal();
-        } else {
-            callback_(VX_UPGRADE_STATE_MISMATCH, kIncompatibleMessage, 0);
-        }
-    }
-
-    // Writes one component; false when it failed five times (already reported).
-    bool write(const L840FirmwareData& component, size_t index,
-               VendorCommand::WriteFlashVerifyMode mode, bool kovraA) {
-        const Messages messages(component.name());
-        const VendorCommand::SetDataCallback progress = [&](VXDataTranState s, uint8_t percent) {
-            onTransfer(s, percent, messages, index);
-        };
-        state_ = VX_UPGRADE_STATE_FAILED;
-        for (int attempt = 1; attempt <= kAttempts; ++attempt) {
-            message_.clear();
-            try {
-                VendorCommand::writeFlash(device_, static_cast<uint32_t>(component.flashAddress()),
-                                          component.data.data(), component.writeSize(), progress,
-                                          false, mode, packetSize_);
-            } catch (const std::exception& e) {
-                fail(VX_UPGRADE_STATE_FAILED, e.what());
-            } catch (...) {
-                fail(VX_UPGRADE_STATE_FAILED, kUnknownWriteError);
-            }
-            if (state_ == finalState_ || state_ == VX_UPGRADE_STATE_TRANSFERRING) {
-                return true;
-            }
-            if (attempt < kAttempts && kovraA) {
-                sleepMilliseconds(kKovraARetryPauseMs);
-            }
-        }
-        callback_(state_, message_.c_str(), 0);
-        return false;
-    }
-
-private:
-    // A component's texts, made once per component rather than once per packet.
-    struct Messages {
-        explicit Messages(const std::string& name)
-            : transferring("The " + name + " firmware data transferring!"),
-              verifying("The " + name + " firmware data verifying!"),
-              verifyDone("The " + name + " firmware data verify done!"),
-              updateDone("The " + name + " firmware update done!"),
-              verifyFailed("The " + name + " firmware data verify failed!"),
-              transferFailed("The " + name + " firmware data transfer failed!"),
-              updateFailed("The " + name + " update failed!") {}
-        std::string transferring, verifying, verifyDone, updateDone, verifyFailed, transferFailed,
-            updateFailed;
-    };
-
-    void onTransfer(VXDataTranState s, uint8_t percent, const Messages& messages, size_t index) {
-        switch (s) {
-            case VX_DATA_TRAN_STATE_TRANSFERRING:
-                return progress(VX_UPGRADE_STATE_TRANSFERRING, messages.transferring, percent);
-            case VX_DATA_TRAN_STATE_VERIFYING:
-                return progress(VX_UPGRADE_STATE_VERIFYING, messages.verifying, percent);
-            case VX_DATA_TRAN_STATE_VERIFY_DONE:
-                return progress(VX_UPGRADE_STATE_VERIFY_DONE, messages.verifyDone, percent);
-            case VX_DATA_TRAN_STATE_DONE:
-                lastTransferDone_ = true;
-                if (index < count_) {
-                    return progress(VX_UPGRADE_STATE_TRANSFERRING, messages.updateDone, percent);
-                }
-                return progress(finalState_, finalMessage_, percent);
-            case VX_DATA_TRAN_STATE_VERIFY_FAILED:
-                return fail(VX_UPGRADE_STATE_VERIFY_FAILED, messages.verifyFailed);
-            case VX_DATA_TRAN_STATE_FAILED:
-                return fail(VX_UPGRADE_STATE_TRANSFER_FAILED, messages.transferFailed);
-            default:
-                return fail(VX_UPGRADE_STATE_FAILED, messages.updateFailed);
-        }
-    }
-
-    // Assigned, not rebuilt: after the first packet the kept text's storage is reused.
-    void progress(VXUpgradeState state, const std::string& message, uint8_t percent) {
-        state_ = state;
-        message_ = message;
-        callback_(state_, message_.c_str(), percent);
-    }
-
-    // Failures are kept, not reported: the attempt may be retried.
-    void fail(VXUpgradeState state, const std::string& message) {
-        state_ = state;
-        message_ = message;
-        lastTransferDone_ = false;
-    }
-
-    vx_device_t* device_;
-    const UpgradeCallback& callback_;
-    uint32_t packetSize_;
-    VXUpgradeState finalState_;
-    std::string finalMessage_;
-    size_t count_;
-    VXUpgradeState state_ = VX_UPGRADE_STATE_FAILED;
-    std::string message_;
-    bool lastTransferDone_ = false;
-};
-
-}  // namespace
-
-void L840FirmwareUpdater::updateFirmware(vx_device_t* device, ByteView data,
-                                         UpgradeCallback callback) {
-    auto [vid, pid] = readDeviceIds(device);
-    const uint32_t packetSize = VendorCommand::packetSizeForConnection(device);
-    const std::string ispVersion = ispVersionOf(device);
-
-    const L840FirmwareParser container(data.data(), static_cast<uint32_t>(data.size()));
-    const L840FirmwareFileHeader& header = container.getFileHeader();
-    L840BootloaderInfoManager bootloaderInfo;
-
-    const bool bootloader = vid == kVendorId && pid == kBootloaderPid;
-    if (bootloader) {
-        const uint32_t real = bootloaderInfo.getDeviceVidPid(device, packetSize);
-        vid = static_cast<uint16_t>(real & 0xFFFF);
-        pid = static_cast<uint16_t>(real >> 16);
+Plan prepare(DeviceFacts& facts, ByteView data) {
+    Plan plan;
+    plan.ids = facts.ids();
+    plan.packetSize = facts.packetSize();
+    plan.ispVersion = facts.ispVersion();
+    const L840FirmwareParser& container =
+        plan.container.emplace(data.data(), static_cast<uint32_t>(data.size()));
+    // The name in a refusal is the bootloader info's: a product only once it was learnt from
+    // flash.
+    DeviceIds named{kVendorId, kBootloaderPid};
+    plan.bootloader = isBootloader(plan.ids);
+    if (plan.bootloader) {
+        const SavedIdentity saved = facts.l840SavedIdentity(plan.packetSize);
         // Without the real identity the device's own components would be skipped as not meant
-        // for it, the serial rules would judge the bootloader instead of the camera, and the
-        // update could still end "successfully": refuse before anything is written.
-        if (bootloaderInfo.saveInfoReadFailed()) {
+        // for it, the firmware line would be judged against the bootloader instead of the
+        // camera, and the update could still end "successfully": refuse before any write.
+        if (saved.readFailed) {
             throw std::runtime_error(
                 "Failed to read the device identity from flash in bootloader mode");
         }
-        if (vid == kVendorId && pid == kBootloaderPid) {
+        if (isBootloader(saved.ids)) {
             throw std::runtime_error(
                 "The device identity saved in flash is not recognised in bootloader mode");
         }
+        plan.ids = named = saved.ids;
     }
-    checkSerial(vid, pid, header.serial(), bootloaderInfo.getDeviceName());
-    checkL845SeDate(vid, pid, header.dateTime());
+    const L840FirmwareFileHeader& header = container.getFileHeader();
+    if (!acceptsFirmwareLine(plan.ids, header.serial())) {
+        throw mismatch_firmware_exception_ext("Firmware mismatch for " + l840ProductName(named) +
+                                              " : unmatched serial " + header.serial());
+    }
+    checkL845SeDate(plan.ids, header.dateTime());
 
-    const L840Records& components = container.getFirmwareDataList();
-    const Rules rules{pid, bootloader, ispVersion};
-    checkWriteSizes(components, rules);
-    // A bootloader update of these models only finishes the first stage.
-    const bool twoStages = bootloader && (isDeviceInContainer(L840SeriesDevPids, vid, pid) ||
-                                          (vid == kVendorId && isPidValid(pid, L815DevPids)));
-    Session session(device, callback, packetSize,
-                    twoStages ? VX_UPGRADE_STATE_STAGE_DONE : VX_UPGRADE_STATE_DONE,
-                    twoStages ? kStageDoneMessage : kDoneMessage, components.size());
-    const bool kovraA = isDeviceInContainer(KovraADevPids, vid, pid);
-
-    size_t index = 0;
-    for (const L840FirmwareData& component : components) {
-        ++index;
-        switch (rules.planFor(component)) {
-            case Plan::SkipUnfit:
-                session.skipUnfit(index);
-                break;
-            case Plan::SkipIsp:
-                if (index == components.size()) {
-                    session.reportFinal();
-                    return;
-                }
-                break;
-            case Plan::WriteReadBack:
-                if (!session.write(component, index, VendorCommand::VERIFY_READ_BACK, kovraA)) {
-                    return;
-                }
-                break;
-            case Plan::WriteCrc32:
-                if (!session.write(component, index, VendorCommand::VERIFY_CRC32, kovraA)) {
-                    return;
-                }
-                break;
+    // The flash layer reads writeSize bytes of a component: what will be written must carry
+    // them, all of it judged before the first write. What is skipped is never read.
+    for (const L840FirmwareData& component : container.getFirmwareDataList()) {
+        if (writes(plan.stepFor(component)) && component.writeSize() > component.data.size()) {
+            throw mismatch_firmware_exception_ext(firmwaremsg::kParseFailed);
         }
+    }
+    // A bootloader update of these models only finishes the first stage.
+    if (plan.bootloader && (isInGroup(DeviceGroup::L840Series, plan.ids) || isL815(plan.ids))) {
+        plan.finalState = VX_UPGRADE_STATE_STAGE_DONE;
+        plan.finalMessage = kStageDoneMessage;
+    }
+    plan.unwritten = unwrittenEnd(container.getFirmwareDataList(), plan);
+    return plan;
+}
+
+// The component's own wording; its end is the update's end when it is the last.
+TransferWording wordingFor(const std::string& name, bool last, const Plan& plan) {
+    const std::string the = "The " + name;
+    TransferWording w;
+    w.transferring = the + " firmware data transferring!";
+    w.verifying = the + " firmware data verifying!";
+    w.verifyDone = the + " firmware data verify done!";
+    w.doneState = last ? plan.finalState : VX_UPGRADE_STATE_TRANSFERRING;
+    w.done = last ? plan.finalMessage : the + " firmware update done!";
+    w.transferFailed = the + " firmware data transfer failed!";
+    w.verifyFailed = the + " firmware data verify failed!";
+    w.failed = the + " update failed!";
+    return w;
+}
+
+}  // namespace
+
+std::optional<UnwrittenEnd> L840FirmwareUpdater::check(DeviceFacts& facts, ByteView data) {
+    return prepare(facts, data).unwritten;
+}
+
+void L840FirmwareUpdater::updateFirmware(vx_device_t* device, ByteView data,
+                                         UpgradeCallback callback) {
+    LiveDevice facts(device);
+    const Plan plan = prepare(facts, data);
+    if (plan.unwritten) {
+        if (!plan.unwritten->silent) {
+            callback(plan.unwritten->state, plan.unwritten->message.c_str(),
+                     plan.unwritten->percent);
+        }
+        return;
+    }
+    const L840Records& components = plan.container->getFirmwareDataList();
+    const AttemptRules rules{5, isInGroup(DeviceGroup::KovraA, plan.ids) ? kKovraARetryPauseMs : 0,
+                             false};
+    uint32_t index = 0;
+    for (const L840FirmwareData& component : components) {
+        const bool last = ++index == components.size();
+        const Step step = plan.stepFor(component);
+        if (!writes(step)) {
+            // Skipped after what was written: the update has done its part.
+            if (last) callback(plan.finalState, plan.finalMessage, 100);
+            continue;
+        }
+        TransferAttempts attempts(callback, wordingFor(component.name(), last, plan), rules);
+        const bool written = attempts.run([&] {
+            VendorCommand::writeFlash(device, static_cast<uint32_t>(component.flashAddress()),
+                                      component.data.data(), component.writeSize(),
+                                      attempts.progress(), false,
+                                      step == Step::WriteCrc32 ? VendorCommand::VERIFY_CRC32
+                                                               : VendorCommand::VERIFY_READ_BACK,
+                                      plan.packetSize);
+            return false;
+        });
+        if (!written) return;
     }
 }
 

@@ -5,20 +5,12 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "common/ByteOrder.h"
 #include "common/VxExceptionExt.h"
 
 namespace libvxsensor {
-
-namespace {
-
-// Text up to the first NUL, never past the field.
-std::string fieldText(const uint8_t* field, size_t size) {
-    return std::string(field, std::find(field, field + size, uint8_t{0}));
-}
-
-}  // namespace
 
 using namespace l840record;
 
@@ -38,10 +30,10 @@ uint32_t L840Record::checksum() const {
     return readLe32(&header[kOffChecksum]);
 }
 std::string L840Record::version() const {
-    return fieldText(&header[kOffVersion], kVersionSize);
+    return readTextField(&header[kOffVersion], kVersionSize);
 }
 std::string L840Record::name() const {
-    return fieldText(&header[kOffName], kNameSize);
+    return readTextField(&header[kOffName], kNameSize);
 }
 uint16_t L840Record::pid(size_t slot) const {
     return slot < kPidSlots ? readLe16(&header[kOffPids + 2 * slot]) : uint16_t{0};
@@ -68,8 +60,17 @@ uint32_t byteSum(ByteView data) {
 }
 
 L840RecordWalker::L840RecordWalker(ByteView file, uint32_t first, uint32_t count,
-                                   const L840RecordMessages& messages)
-    : file_(file), pos_(first), count_(count), messages_(messages) {}
+                                   const L840RecordMessages& messages, Mode mode)
+    : file_(file), pos_(first), count_(count), messages_(messages), mode_(mode) {}
+
+bool L840RecordWalker::damaged(RecordDefect defect, const char* message) {
+    if (mode_ == Mode::Strict) {
+        throw mismatch_firmware_exception_ext(message);
+    }
+    defect_ = defect;
+    count_ = index_;  // nothing after a damaged record can be trusted to start where it seems
+    return defect == RecordDefect::DataPastEnd;
+}
 
 bool L840RecordWalker::next(L840Record& record) {
     if (index_ == count_) {
@@ -77,13 +78,13 @@ bool L840RecordWalker::next(L840Record& record) {
     }
     const auto size = static_cast<uint32_t>(file_.size());
     if (pos_ > size || size - pos_ < kMinHeaderSize) {
-        throw mismatch_firmware_exception_ext(messages_.damaged);
+        return damaged(RecordDefect::NoHeader, messages_.damaged);
     }
     const uint8_t* at = file_.data() + pos_;
     const uint32_t headerSize = readLe32(at);
     // A header that cannot hold its own size field would consume nothing of the file.
     if (headerSize < kMinHeaderSize || headerSize > kMaxHeaderSize || headerSize > size - pos_) {
-        throw mismatch_firmware_exception_ext(messages_.damaged);
+        return damaged(RecordDefect::NoHeader, messages_.damaged);
     }
     record.header.fill(0);
     std::memcpy(record.header.data(), at, headerSize);
@@ -91,15 +92,72 @@ bool L840RecordWalker::next(L840Record& record) {
         // A record that names no product fits every device.
         writeLe16(&record.header[kOffPids], kAnyProduct);
     }
-    pos_ += headerSize;
+    const uint32_t dataAt = pos_ + headerSize;
     const uint32_t length = record.dataLength();
-    if (length > size - pos_) {
-        throw mismatch_firmware_exception_ext(messages_.dataPastEnd);
+    if (length > size - dataAt) {
+        record.data = ByteView(file_.data() + dataAt, size - dataAt);
+        missing_ = length - (size - dataAt);
+        return damaged(RecordDefect::DataPastEnd, messages_.dataPastEnd);
     }
-    record.data = ByteView(file_.data() + pos_, length);
-    pos_ += length;
+    record.data = ByteView(file_.data() + dataAt, length);
+    pos_ = dataAt + length;
     ++index_;
     return true;
+}
+
+L840RecordWriter& L840RecordWriter::name(std::string v) {
+    name_ = std::move(v);
+    return *this;
+}
+L840RecordWriter& L840RecordWriter::version(std::string v) {
+    version_ = std::move(v);
+    return *this;
+}
+L840RecordWriter& L840RecordWriter::address(uint64_t v) {
+    address_ = v;
+    return *this;
+}
+L840RecordWriter& L840RecordWriter::data(std::vector<uint8_t> v) {
+    data_ = std::move(v);
+    return *this;
+}
+L840RecordWriter& L840RecordWriter::pids(std::vector<uint16_t> v) {
+    pids_ = std::move(v);
+    return *this;
+}
+L840RecordWriter& L840RecordWriter::writeSize(uint32_t v) {
+    writeSize_ = v;
+    return *this;
+}
+L840RecordWriter& L840RecordWriter::headerSize(uint32_t v) {
+    headerSize_ = v;
+    return *this;
+}
+L840RecordWriter& L840RecordWriter::checksumOffBy(uint32_t delta) {
+    checksumDelta_ = delta;
+    return *this;
+}
+L840RecordWriter& L840RecordWriter::claimedLength(uint32_t v) {
+    claimedLength_ = v;
+    return *this;
+}
+
+void L840RecordWriter::appendTo(std::vector<uint8_t>& file) const {
+    std::vector<uint8_t> h(std::max(headerSize_, kMaxHeaderSize), 0);
+    const auto length = static_cast<uint32_t>(data_.size());
+    writeLe32(&h[kOffHeaderSize], headerSize_);
+    writeLe32(&h[kOffDataLength], claimedLength_.value_or(length));
+    writeLe32(&h[kOffFlashAddress], static_cast<uint32_t>(address_));
+    writeLe32(&h[kOffFlashAddress + 4], static_cast<uint32_t>(address_ >> 32));
+    writeLe32(&h[kOffWriteSize], writeSize_.value_or(length));
+    writeLe32(&h[kOffChecksum], byteSum(data_) + checksumDelta_);
+    writeTextField(h, kOffVersion, kVersionSize, version_);
+    writeTextField(h, kOffName, kNameSize, name_);
+    for (size_t slot = 0; slot < pids_.size() && slot < kPidSlots; ++slot) {
+        writeLe16(&h[kOffPids + 2 * slot], pids_[slot]);
+    }
+    file.insert(file.end(), h.begin(), h.begin() + static_cast<std::ptrdiff_t>(headerSize_));
+    file.insert(file.end(), data_.begin(), data_.end());
 }
 
 L840Records::L840Records(ByteView file, uint32_t first, uint32_t count, uint32_t size,

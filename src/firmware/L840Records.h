@@ -15,7 +15,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "common/ByteView.h"
 
@@ -67,26 +69,80 @@ struct L840RecordMessages {
     const char* dataPastEnd;
 };
 
+// What is wrong with a record, for a walk that goes on past damage.
+enum class RecordDefect {
+    None,
+    NoHeader,     // no record header fits at its place: the walk ends there
+    DataPastEnd,  // its data run past the end of the file: the bytes present are handed out
+};
+
 // Walks `count` records from `first` in `file`, each checked against the file's bounds before a
-// byte of it is read. A damaged record throws mismatch_firmware_exception_ext with the format's
-// message; checksums are the caller's to judge. Every record costs at least four bytes of file,
-// so a lying count runs out of file rather than spinning.
+// byte of it is read. Strict (the library): a damaged record throws
+// mismatch_firmware_exception_ext with the format's message. Lenient (vxfw inspect): the walk
+// reports each record's defect instead and ends at the first one. Checksums are the caller's to
+// judge. Every record costs at least four bytes of file, so a lying count runs out of file
+// rather than spinning.
 class L840RecordWalker {
 public:
-    L840RecordWalker(ByteView file, uint32_t first, uint32_t count,
-                     const L840RecordMessages& messages);
+    enum class Mode { Strict, Lenient };
 
-    // The next record, or false once `count` records were read.
+    L840RecordWalker(ByteView file, uint32_t first, uint32_t count,
+                     const L840RecordMessages& messages, Mode mode = Mode::Strict);
+
+    // The next record, or false once `count` records were read or, leniently, after a defect.
     bool next(L840Record& record);
     // Records read so far.
     uint32_t index() const { return index_; }
+    // Where the next record starts (after a defect: where the damaged one did).
+    uint32_t position() const { return pos_; }
+    // Lenient: the last record's defect, and the data bytes it lacks.
+    RecordDefect defect() const { return defect_; }
+    uint32_t missing() const { return missing_; }
 
 private:
+    bool damaged(RecordDefect defect, const char* message);
+
     ByteView file_;
     uint32_t pos_;
     uint32_t count_;
     uint32_t index_ = 0;
     L840RecordMessages messages_;
+    Mode mode_;
+    RecordDefect defect_ = RecordDefect::None;
+    uint32_t missing_ = 0;
+};
+
+// Writes one record: its header (128 bytes unless cut) and its data. Every size and the checksum
+// are computed; the damage knobs make files that parsers must refuse (tests, `vxfw pack`).
+class L840RecordWriter {
+public:
+    L840RecordWriter& name(std::string v);
+    L840RecordWriter& version(std::string v);
+    L840RecordWriter& address(uint64_t v);
+    L840RecordWriter& data(std::vector<uint8_t> v);
+    // At most 12; none: any product.
+    L840RecordWriter& pids(std::vector<uint16_t> v);
+    // Default: the data's size.
+    L840RecordWriter& writeSize(uint32_t v);
+    // Damage: the declared header size (the header written is cut to it, or padded with zeros
+    // beyond 128), the stored checksum off by `delta`, a declared data length other than the
+    // data's.
+    L840RecordWriter& headerSize(uint32_t v);
+    L840RecordWriter& checksumOffBy(uint32_t delta);
+    L840RecordWriter& claimedLength(uint32_t v);
+
+    void appendTo(std::vector<uint8_t>& file) const;
+
+private:
+    std::string name_ = "main";
+    std::string version_ = "1.7.16";
+    uint64_t address_ = 0;
+    std::vector<uint8_t> data_ = std::vector<uint8_t>(4, 0x5A);
+    std::vector<uint16_t> pids_;
+    std::optional<uint32_t> writeSize_;
+    uint32_t headerSize_ = l840record::kMaxHeaderSize;
+    uint32_t checksumDelta_ = 0;
+    std::optional<uint32_t> claimedLength_;
 };
 
 // A run of records already checked whole, walked again on demand: what a parser hands out

@@ -3,31 +3,25 @@
 #include "firmware/MiroMaxFirmwareParser.h"
 
 #include <algorithm>
+#include <fstream>
 #include <limits>
+#include <utility>
 
 #include "common/ByteOrder.h"
 #include "common/Utils.h"
 #include "common/VxExceptionExt.h"
+#include "firmware/FirmwareMessages.h"
 
 namespace libvxsensor {
 
 namespace {
 
-constexpr const char* kParseFailedMessage =
-    "Parse firmware data failed!\nInvalid input data or data has been damaged";
-constexpr std::array<uint8_t, 4> kMagic{'Q', 'Z', 'T', 'W'};
-constexpr const char* kPlatform = "jetson nano";
-
-std::string fieldText(const uint8_t* field, size_t size) {
-    return std::string(field, std::find(field, field + size, uint8_t{0}));
-}
-
 MiroMaxFirmwareFileHeader readHeader(const uint8_t* data) {
     MiroMaxFirmwareFileHeader header;
     std::copy_n(data + kMiroMaxOffMagic, header.magic.size(), header.magic.begin());
-    header.platform = fieldText(data + kMiroMaxOffPlatform, kMiroMaxTextSize);
+    header.platform = readTextField(data + kMiroMaxOffPlatform, kMiroMaxTextSize);
     // The last byte of the product name is a terminator whatever the file holds.
-    header.productName = fieldText(data + kMiroMaxOffProductName, kMiroMaxTextSize - 1);
+    header.productName = readTextField(data + kMiroMaxOffProductName, kMiroMaxTextSize - 1);
     header.firmwareType = readLe32(data + kMiroMaxOffFirmwareType);
     return header;
 }
@@ -36,7 +30,7 @@ MiroMaxFirmwareFileHeader readHeader(const uint8_t* data) {
 
 MiroMaxFirmwareParser::MiroMaxFirmwareParser(ByteView data) {
     if (data.size() <= kMiroMaxHeaderSize || data.size() > std::numeric_limits<uint32_t>::max()) {
-        throw mismatch_firmware_exception_ext(kParseFailedMessage);
+        throw mismatch_firmware_exception_ext(firmwaremsg::kParseFailed);
     }
     header_ = readHeader(data.data());
     checkHeader(header_);
@@ -45,18 +39,16 @@ MiroMaxFirmwareParser::MiroMaxFirmwareParser(ByteView data) {
 }
 
 MiroMaxFirmwareParser::MiroMaxFirmwareParser(const std::string& path) {
-    file_.open(path, std::ios::binary | std::ios::ate);
-    if (!file_.is_open()) {
+    if (!std::ifstream(path, std::ios::binary)) {
         throw libvxsensor_exception_ext("Failed to read firmware file!", EXT_ERROR_GENERIC);
     }
-    file_.close();
-    // Refused whatever the file holds: packages are only taken from memory.
-    throw mismatch_firmware_exception_ext(kParseFailedMessage);
+    throw mismatch_firmware_exception_ext(firmwaremsg::kParseFailed);
 }
 
 void MiroMaxFirmwareParser::checkHeader(const MiroMaxFirmwareFileHeader& header) {
-    if (header.magic != kMagic || vx_stricmp(header.platform, kPlatform) != 0) {
-        throw mismatch_firmware_exception_ext(kParseFailedMessage);
+    const bool magic = std::equal(header.magic.begin(), header.magic.end(), kMiroMaxMagic);
+    if (!magic || vx_stricmp(header.platform, kMiroMaxPlatform) != 0) {
+        throw mismatch_firmware_exception_ext(firmwaremsg::kParseFailed);
     }
 }
 
@@ -65,15 +57,47 @@ const uint8_t* MiroMaxFirmwareParser::getData(uint32_t length) {
     const uint32_t n = std::min(length, total_ - offset_);
     const uint32_t at = offset_;
     offset_ += n;
-    if (memory_ != nullptr) return memory_ + at;
-    // File mode, kept for completeness: no constructor leaves a parser in it.
-    chunk_.resize(n);
-    file_.seekg(at);
-    file_.read(reinterpret_cast<char*>(chunk_.data()), static_cast<std::streamsize>(n));
-    if (file_.gcount() != static_cast<std::streamsize>(n)) {
-        throw libvxsensor_exception_ext("Unable to read all firmware data!", EXT_ERROR_GENERIC);
-    }
-    return chunk_.data();
+    return memory_ + at;
+}
+
+MiroMaxPackageWriter& MiroMaxPackageWriter::magic(std::string v) {
+    magic_ = std::move(v);
+    return *this;
+}
+MiroMaxPackageWriter& MiroMaxPackageWriter::platform(std::string v) {
+    platform_ = std::move(v);
+    return *this;
+}
+MiroMaxPackageWriter& MiroMaxPackageWriter::productName(std::string v) {
+    productName_ = std::move(v);
+    return *this;
+}
+MiroMaxPackageWriter& MiroMaxPackageWriter::firmwareType(uint32_t v) {
+    firmwareType_ = v;
+    return *this;
+}
+MiroMaxPackageWriter& MiroMaxPackageWriter::payload(std::vector<uint8_t> v) {
+    payload_ = std::move(v);
+    return *this;
+}
+MiroMaxPackageWriter& MiroMaxPackageWriter::truncateTo(size_t n) {
+    truncateTo_ = n;
+    return *this;
+}
+
+std::vector<uint8_t> MiroMaxPackageWriter::write() const {
+    // Sized once for header and payload: the insert below then copies into room that exists,
+    // which is also what keeps GCC 12's bounds warning from misreading it.
+    std::vector<uint8_t> out;
+    out.reserve(kMiroMaxHeaderSize + payload_.size());
+    out.resize(kMiroMaxHeaderSize, 0);
+    writeTextField(out, kMiroMaxOffMagic, kMiroMaxMagicSize, magic_);
+    writeTextField(out, kMiroMaxOffPlatform, kMiroMaxTextSize, platform_);
+    writeTextField(out, kMiroMaxOffProductName, kMiroMaxTextSize, productName_);
+    writeLe32(&out[kMiroMaxOffFirmwareType], firmwareType_);
+    out.insert(out.end(), payload_.begin(), payload_.end());
+    if (truncateTo_ && *truncateTo_ < out.size()) out.resize(*truncateTo_);
+    return out;
 }
 
 }  // namespace libvxsensor

@@ -8,7 +8,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <fstream>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,6 +17,9 @@
 namespace libvxsensor {
 
 inline constexpr uint32_t kMiroMaxHeaderSize = 256;
+inline constexpr const char* kMiroMaxMagic = "QZTW";
+inline constexpr size_t kMiroMaxMagicSize = 4;
+inline constexpr const char* kMiroMaxPlatform = "jetson nano";
 inline constexpr size_t kMiroMaxOffMagic = 0;
 inline constexpr size_t kMiroMaxOffPlatform = 33;
 inline constexpr size_t kMiroMaxOffProductName = 49;
@@ -37,8 +40,9 @@ public:
     // Borrows `data`, which must outlive the parser. Throws mismatch_firmware_exception_ext for a
     // package of 256 bytes or less, a wrong magic or a platform other than "jetson nano".
     explicit MiroMaxFirmwareParser(ByteView data);
-    // Deliberately unusable: always throws (libvxsensor_exception_ext when the file cannot be
-    // opened, mismatch_firmware_exception_ext otherwise). Updates go through memory.
+    // Deliberately unusable, as it always was: packages are taken from memory only. Throws
+    // libvxsensor_exception_ext when the file cannot be opened, mismatch_firmware_exception_ext
+    // otherwise.
     explicit MiroMaxFirmwareParser(const std::string& path);
 
     static void checkHeader(const MiroMaxFirmwareFileHeader& header);
@@ -46,17 +50,37 @@ public:
     const MiroMaxFirmwareFileHeader& getFileHeader() const { return header_; }
     uint32_t getTotalSize() const { return total_; }
     uint32_t getOffset() const { return offset_; }
-    // The next `length` bytes (fewer at the end), valid until the next call; null once the
-    // whole package has been handed out.
+    // The next `length` bytes (fewer at the end), in the caller's data; null once the whole
+    // package has been handed out.
     const uint8_t* getData(uint32_t length);
 
 private:
     MiroMaxFirmwareFileHeader header_;
     const uint8_t* memory_ = nullptr;
-    std::ifstream file_;
-    std::vector<uint8_t> chunk_;
     uint32_t total_ = 0;
     uint32_t offset_ = 0;
+};
+
+// Writes a MiroMax package: the 256-byte header, then the payload. A valid package by default;
+// texts fill at most their field, and the damage knobs make files the parser must refuse.
+class MiroMaxPackageWriter {
+public:
+    MiroMaxPackageWriter& magic(std::string v);
+    MiroMaxPackageWriter& platform(std::string v);
+    MiroMaxPackageWriter& productName(std::string v);
+    MiroMaxPackageWriter& firmwareType(uint32_t v);
+    MiroMaxPackageWriter& payload(std::vector<uint8_t> v);
+    MiroMaxPackageWriter& truncateTo(size_t n);
+
+    std::vector<uint8_t> write() const;
+
+private:
+    std::string magic_ = kMiroMaxMagic;
+    std::string platform_ = kMiroMaxPlatform;
+    std::string productName_ = "miro max";
+    uint32_t firmwareType_ = kMiroMaxTypeFirmware;
+    std::vector<uint8_t> payload_ = std::vector<uint8_t>(64, 0xA5);
+    std::optional<size_t> truncateTo_;
 };
 
 }  // namespace libvxsensor

@@ -9,10 +9,10 @@
 
 #include "DevicePidAndMap.h"
 #include "common/ByteOrder.h"
-#include "common/DeviceInfo.h"
 #include "common/Sleep.h"
 #include "common/Utils.h"
 #include "common/VxExceptionExt.h"
+#include "firmware/DeviceFacts.h"
 #include "firmware/InstallStatus.h"
 #include "vendorcommand/VendorCommand.h"
 
@@ -20,7 +20,6 @@ namespace libvxsensor {
 
 namespace {
 
-constexpr uint32_t kRecoveryModeProperty = 133;
 constexpr uint32_t kFirmwareRawDataId = 4039;
 constexpr uint32_t kChunkSize = 8152;
 constexpr uint64_t kProgressIntervalMs = 500;
@@ -31,35 +30,30 @@ uint64_t nowMilliseconds() {
                                      .count());
 }
 
-void checkDevice(vx_device_t* device, const MiroMaxFirmwareFileHeader& header) {
-    DeviceInfo info(device);
-    const uint16_t pid = info.pid();
-    if (info.connectionType() != "Ethernet") {
+// The refusals, in this order, before anything is sent: the link, the product, the package
+// kind, recovery mode.
+void checkDevice(DeviceFacts& facts, const MiroMaxFirmwareFileHeader& header) {
+    std::string connection;
+    const uint16_t pid = facts.pidAndConnection(connection);
+    if (connection != "Ethernet") {
         throw invalid_connection_type_ext(
             "Miro max device only support upgrade firmware via ethernet now!");
     }
-    info.release();
-    const auto name = MiroMxaProductName.find(pid);
-    if (name == MiroMxaProductName.end() || vx_stricmp(name->second, header.productName) != 0) {
+    const std::optional<std::string> name = miroMaxProductName(pid);
+    if (!name || vx_stricmp(*name, header.productName) != 0) {
         throw mismatch_firmware_exception_ext("Firmware mismatch, unsupported product name: " +
                                               header.productName);
     }
-}
-
-void checkPackageKind(uint32_t firmwareType) {
-    if (firmwareType == kMiroMaxTypeFirmware) return;
-    if (firmwareType == kMiroMaxTypeApplication) {
+    if (header.firmwareType == kMiroMaxTypeApplication) {
         throw mismatch_firmware_exception_ext(
             "Parse firmware data failed!\nMiro Max doesn't support upgrade application now");
     }
-    throw mismatch_firmware_exception_ext("Parse firmware data failed!\nInvalid firmware type: " +
-                                          std::to_string(firmwareType));
-}
-
-void checkRecoveryMode(vx_device_t* device) {
-    VXPropertyValue value{};
-    VendorCommand::getPropertyValue(device, kRecoveryModeProperty, value);
-    if (value.intValue == 0) {
+    if (header.firmwareType != kMiroMaxTypeFirmware) {
+        throw mismatch_firmware_exception_ext(
+            "Parse firmware data failed!\nInvalid firmware type: " +
+            std::to_string(header.firmwareType));
+    }
+    if (!facts.recoveryMode()) {
         throw libvxsensor_exception_ext("Please ensure that you have activated the recovery mode!",
                                         EXT_ERROR_GENERIC);
     }
@@ -93,22 +87,26 @@ void streamPackage(vx_device_t* device, MiroMaxFirmwareParser& parser,
 
 }  // namespace
 
-void MiroMaxFirmwareUpdater::updateFirmware(vx_device_t* device, ByteView data,
-                                            UpgradeCallback callback) {
-    updateProc(device, std::make_shared<MiroMaxFirmwareParser>(data), callback);
+std::optional<UnwrittenEnd> MiroMaxFirmwareUpdater::check(DeviceFacts& facts, ByteView data) {
+    const MiroMaxFirmwareParser parser(data);
+    checkDevice(facts, parser.getFileHeader());
+    return std::nullopt;
 }
 
-void MiroMaxFirmwareUpdater::updateProc(vx_device_t* device,
-                                        const std::shared_ptr<MiroMaxFirmwareParser>& parser,
-                                        const UpgradeCallback& callback) {
-    const MiroMaxFirmwareFileHeader& header = parser->getFileHeader();
-    checkDevice(device, header);
-    checkPackageKind(header.firmwareType);
-    checkRecoveryMode(device);
+void MiroMaxFirmwareUpdater::updateFirmware(vx_device_t* device, ByteView data,
+                                            UpgradeCallback callback) {
+    MiroMaxFirmwareParser parser(data);
+    updateProc(device, parser, callback);
+}
 
-    VendorCommand::startToWriteRawData(device, kFirmwareRawDataId, parser->getTotalSize());
+void MiroMaxFirmwareUpdater::updateProc(vx_device_t* device, MiroMaxFirmwareParser& parser,
+                                        const UpgradeCallback& callback) {
+    LiveDevice facts(device);
+    checkDevice(facts, parser.getFileHeader());
+
+    VendorCommand::startToWriteRawData(device, kFirmwareRawDataId, parser.getTotalSize());
     callback(VX_UPGRADE_STATE_TRANSFERRING, "Start to transfer firmware file data", 0);
-    streamPackage(device, *parser, callback);
+    streamPackage(device, parser, callback);
     VendorCommand::FinishWritingRawData(device, kFirmwareRawDataId);
     callback(VX_UPGRADE_STATE_DEVICE_INSTALLING, "Firmware file data is in progress ...", 0);
 

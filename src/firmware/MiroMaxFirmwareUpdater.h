@@ -4,7 +4,6 @@
 
 #include <array>
 #include <cstdint>
-#include <memory>
 
 #include "firmware/IFirmwareUpdater.h"
 #include "firmware/MiroMaxFirmwareParser.h"
@@ -19,11 +18,12 @@ struct VXDeviceUpgradeStatus {
     std::array<char, 256> message{};  // always zero-terminated
 };
 
-class MiroMaxFirmwareUpdater : public virtual IFirmwareUpdater {
+class MiroMaxFirmwareUpdater : public IFirmwareUpdater {
 public:
     void updateFirmware(vx_device_t* device, ByteView data, UpgradeCallback callback) override;
+    std::optional<UnwrittenEnd> check(DeviceFacts& facts, ByteView data) override;
 
-    void updateProc(vx_device_t* device, const std::shared_ptr<MiroMaxFirmwareParser>& parser,
+    void updateProc(vx_device_t* device, MiroMaxFirmwareParser& parser,
                     const UpgradeCallback& callback);
     static void getUpdateState(vx_device_t* device, VXDeviceUpgradeStatus& status);
     // Codes -8..5 are upgrade states of the same value; any other code is -6 (failed).

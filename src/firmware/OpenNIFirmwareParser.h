@@ -2,6 +2,7 @@
 // flash address 0x40000, so its length alone decides where it starts.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -20,6 +21,9 @@ public:
     // A copy of the image, for callers that keep it beyond the parser's bytes.
     std::vector<uint8_t> getFirmwareData() const { return {image_.begin(), image_.end()}; }
     uint32_t getWriteAddress() const;
+
+    // 128, 192 or 256 KiB: the only sizes an image has.
+    static bool isImageSize(size_t size);
 
 private:
     ByteView image_;

@@ -2,9 +2,11 @@
 // inside an attempt counts as a failed attempt, and only the last failure reaches the user.
 #include "firmware/OpenNIFirmwareUpdater.h"
 
-#include "common/DeviceInfo.h"
-#include "firmware/FlashImageWriter.h"
+#include "firmware/DeviceFacts.h"
+#include "firmware/FirmwareMessages.h"
 #include "firmware/OpenNIFirmwareParser.h"
+#include "firmware/TransferAttempts.h"
+#include "vendorcommand/VendorCommand.h"
 
 namespace libvxsensor {
 
@@ -13,18 +15,33 @@ namespace {
 // Fixed for this family, not taken from the connection type.
 constexpr uint32_t kPacketSize = 64;
 
+OpenNIFirmwareParser prepare(DeviceFacts& facts, ByteView data) {
+    // The identity is not needed, but reading it makes a host failure end the call before the
+    // image is even looked at.
+    static_cast<void>(facts.ids());
+    return OpenNIFirmwareParser(data.data(), static_cast<uint32_t>(data.size()));
+}
+
 }  // namespace
+
+std::optional<UnwrittenEnd> OpenNIFirmwareUpdater::check(DeviceFacts& facts, ByteView data) {
+    prepare(facts, data);
+    return std::nullopt;
+}
 
 void OpenNIFirmwareUpdater::updateFirmware(vx_device_t* device, ByteView data,
                                            UpgradeCallback callback) {
-    // The identity is not needed, but reading it makes a host failure end the call before the
-    // image is even looked at.
-    static_cast<void>(readDeviceIds(device));
-    const OpenNIFirmwareParser parser(data.data(), static_cast<uint32_t>(data.size()));
+    LiveDevice facts(device);
+    const OpenNIFirmwareParser parser = prepare(facts, data);
     const uint32_t address = parser.getWriteAddress();
-
-    writeFlashImage(device, address, parser.image(), kPacketSize, callback,
-                    AttemptExceptions::FailTheAttempt);
+    TransferAttempts attempts(callback,
+                              imageWording(VX_UPGRADE_STATE_DONE, firmwaremsg::kUpdateDone), {});
+    attempts.run([&] {
+        VendorCommand::writeFlash(device, address, parser.image().data(),
+                                  static_cast<uint32_t>(parser.image().size()), attempts.progress(),
+                                  false, VendorCommand::VERIFY_READ_BACK, kPacketSize);
+        return false;
+    });
 }
 
 }  // namespace libvxsensor

@@ -5,6 +5,8 @@
 #include <memory>
 #include <vector>
 
+#include "ExceptionTranslation.h"
+#include "firmware/DeviceFacts.h"
 #include "firmware/IFirmwareUpdater.h"
 
 namespace libvxsensor {
@@ -14,6 +16,11 @@ public:
     virtual void updateOptionalDepthPresets(vx_device_t* device,
                                             const std::vector<std::vector<uint8_t>>& presets,
                                             UpgradeCallback callback) = 0;
+    // The checks the update makes before its first write, against what `facts` tell of the
+    // camera: throws what the update would throw; returns how it would end without writing
+    // anything, or nullopt when it would write.
+    virtual std::optional<UnwrittenEnd> check(DeviceFacts& facts,
+                                              const std::vector<std::vector<uint8_t>>& presets) = 0;
 
 protected:
     // Owned only through shared pointers of the concrete class.
@@ -24,6 +31,10 @@ class OptionalDepthPresetsUpdaterFactory {
 public:
     // Never empty: an unknown device throws unsupported_device_exception_ext.
     static std::shared_ptr<IOptionalDepthPresetsUpdater> create(vx_device_t* device);
+    static std::shared_ptr<IOptionalDepthPresetsUpdater> create(DeviceFacts& facts);
 };
+
+// What a preset upload of `presets` would come to on the camera that `facts` tell of.
+Verdict judgePresets(DeviceFacts& facts, const std::vector<std::vector<uint8_t>>& presets);
 
 }  // namespace libvxsensor

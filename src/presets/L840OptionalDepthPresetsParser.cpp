@@ -4,9 +4,11 @@
 #include <algorithm>
 #include <cstring>
 #include <stdexcept>
+#include <utility>
 
 #include "common/ByteOrder.h"
 #include "common/VxExceptionExt.h"
+#include "firmware/FirmwareMessages.h"
 
 namespace libvxsensor {
 
@@ -15,10 +17,6 @@ using namespace l840presets;
 namespace {
 
 constexpr L840RecordMessages kMessages{kMsgDamaged, kMsgDataPastEnd};
-
-std::string boundedText(const uint8_t* field, size_t width) {
-    return std::string(field, std::find(field, field + width, uint8_t{0}));
-}
 
 }  // namespace
 
@@ -29,7 +27,7 @@ uint32_t L840OptionalDepthPresetsFileHeader::presetCount() const {
     return readLe32(raw.data() + kOffCount);
 }
 std::string L840OptionalDepthPresetsFileHeader::productName() const {
-    return boundedText(raw.data() + kOffProductName, kProductNameSize);
+    return readTextField(raw.data() + kOffProductName, kProductNameSize);
 }
 uint32_t L840OptionalDepthPresetsFileHeader::magic() const {
     return readLe32(raw.data() + kOffMagic);
@@ -66,8 +64,45 @@ bool L840OptionalDepthPresetsParser::isPresetDataAdaptable(
 
 void L840OptionalDepthPresetsParser::checkPresetData(const L840OptionalDepthPresetsData& record) {
     if (byteSum(record.data) != record.checksum()) {
-        throw std::runtime_error(kMsgChecksum);
+        throw std::runtime_error(firmwaremsg::kChecksumMismatch);
     }
+}
+
+L840PresetFileWriter& L840PresetFileWriter::product(std::string v) {
+    product_ = std::move(v);
+    return *this;
+}
+L840PresetFileWriter& L840PresetFileWriter::record(L840RecordWriter r) {
+    records_.push_back(std::move(r));
+    return *this;
+}
+L840PresetFileWriter& L840PresetFileWriter::headerSize(uint32_t v) {
+    headerSize_ = v;
+    return *this;
+}
+L840PresetFileWriter& L840PresetFileWriter::magic(uint32_t v) {
+    magic_ = v;
+    return *this;
+}
+L840PresetFileWriter& L840PresetFileWriter::count(uint32_t v) {
+    count_ = v;
+    return *this;
+}
+L840PresetFileWriter& L840PresetFileWriter::truncateTo(size_t n) {
+    truncateTo_ = n;
+    return *this;
+}
+
+std::vector<uint8_t> L840PresetFileWriter::write() const {
+    std::vector<uint8_t> out(std::max(headerSize_, kHeaderSize), 0);
+    writeLe32(&out[kOffHeaderSize], headerSize_);
+    writeLe32(&out[kOffCount], count_.value_or(static_cast<uint32_t>(records_.size())));
+    writeTextField(out, kOffProductName, kProductNameSize, product_);
+    writeLe32(&out[kOffMagic], magic_);
+    out.resize(headerSize_);
+    for (const L840RecordWriter& r : records_) r.appendTo(out);
+    if (truncateTo_ && *truncateTo_ < out.size()) out.resize(*truncateTo_);
+    return out;
 }
 
 }  // namespace libvxsensor

@@ -10,7 +10,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "firmware/L840Records.h"
 
@@ -30,8 +32,6 @@ inline constexpr const char* kMsgDamaged =
     "Parse preset data failed!\nInvalid input data or data has been damaged";
 inline constexpr const char* kMsgDataPastEnd =
     "Parse preset data failed\nInvalid input data or data has been damaged";
-inline constexpr const char* kMsgChecksum =
-    "Checksum mismatch!\nInvalid input file or file has been damaged";
 }  // namespace l840presets
 
 struct L840OptionalDepthPresetsFileHeader {
@@ -62,6 +62,29 @@ public:
 private:
     L840OptionalDepthPresetsFileHeader header_;
     L840Records dataList_;
+};
+
+// Writes a preset file: the header with the count and magic computed, then the records. A valid
+// file by default; the damage knobs make files the parser must refuse.
+class L840PresetFileWriter {
+public:
+    L840PresetFileWriter& product(std::string v);
+    L840PresetFileWriter& record(L840RecordWriter r);
+    // Damage: the declared header size, another magic, another count, the file cut to `n`.
+    L840PresetFileWriter& headerSize(uint32_t v);
+    L840PresetFileWriter& magic(uint32_t v);
+    L840PresetFileWriter& count(uint32_t v);
+    L840PresetFileWriter& truncateTo(size_t n);
+
+    std::vector<uint8_t> write() const;
+
+private:
+    std::string product_ = "Lumex 800";
+    std::vector<L840RecordWriter> records_;
+    uint32_t headerSize_ = l840presets::kHeaderSize;
+    uint32_t magic_ = l840presets::kMagic;
+    std::optional<uint32_t> count_;
+    std::optional<size_t> truncateTo_;
 };
 
 }  // namespace libvxsensor

@@ -8,7 +8,6 @@
 #include <unordered_set>
 
 #include "DevicePidAndMap.h"
-#include "common/DeviceInfo.h"
 #include "common/Utils.h"
 #include "common/VxExceptionExt.h"
 #include "vendorcommand/VendorCommand.h"
@@ -19,39 +18,15 @@ namespace {
 
 constexpr int kAttempts = 5;
 
-struct DeviceFacts {
-    uint16_t pid = 0;
-    uint16_t vid = 0;
-    uint32_t packetSize = 0;
-    std::string firmware;
-};
-
-DeviceFacts readDevice(const DeviceInfo& info, vx_device_t* device) {
-    DeviceFacts facts;
-    facts.pid = info.pid();
-    facts.vid = info.vid();
-    facts.packetSize = VendorCommand::packetSizeForConnection(device);
-    facts.firmware = info.firmwareVersion();
-    return facts;
-}
-
 // Optional presets need a firmware that knows them; the first matching family decides.
-void checkFirmware(const DeviceFacts& d) {
-    const int version = getFirmwareVersionInt(d.firmware);
-    const auto require = [version](int minimum, const char* text) {
-        if (version < minimum) {
-            throw unsupported_device_exception_ext(
-                std::string("Unsupported device! Firmware version must be >= ") + text);
-        }
-    };
-    if (isDeviceInContainer(KovraADevPids, d.vid, d.pid)) {
-        require(10903, "1.9.03");
-    } else if (isDeviceInContainer(L840SeriesDevPids, d.vid, d.pid)) {
-        require(10441, "1.4.41");
-    } else if (d.vid == kVendorId && isPidValid(d.pid, L815DevPids)) {
-        require(10000, "1.0.0");
-    } else {
+void checkFirmware(DeviceIds ids, const std::string& firmware) {
+    const std::optional<FirmwareMinimum> minimum = presetFirmwareMinimum(ids);
+    if (!minimum) {
         throw unsupported_device_exception_ext("Unsupported device!");
+    }
+    if (getFirmwareVersionInt(firmware) < minimum->version) {
+        throw unsupported_device_exception_ext(
+            std::string("Unsupported device! Firmware version must be >= ") + minimum->text);
     }
 }
 
@@ -106,7 +81,7 @@ L840OptionalDepthPresetsUpdater::checkAndGetPresetParserList(
                 std::to_string(pid));
         }
         const std::string product = parser->getFileHeader().productName();
-        if (L840ValidPresetProduct.count(product) == 0 && L815ValidFwSerials.count(product) == 0) {
+        if (!isPresetProduct(product)) {
             throw mismatch_firmware_exception_ext("Preset data product mismatch: " + product);
         }
         bool repeat = false;
@@ -124,25 +99,39 @@ L840OptionalDepthPresetsUpdater::checkAndGetPresetParserList(
     return accepted;
 }
 
-void L840OptionalDepthPresetsUpdater::updateOptionalDepthPresets(
-    vx_device_t* device, const std::vector<std::vector<uint8_t>>& presets,
-    UpgradeCallback callback) {
+L840OptionalDepthPresetsUpdater::Plan L840OptionalDepthPresetsUpdater::prepare(
+    DeviceFacts& facts, const std::vector<std::vector<uint8_t>>& presets) {
     if (presets.empty() || presets.size() > 3) {
         throw invalid_preset_count_ext("The number of preset file must be 1~3!");
     }
-    DeviceInfo info(device);
-    const DeviceFacts facts = readDevice(info, device);
-    checkFirmware(facts);
-    info.release();
+    Plan plan;
+    plan.ids = facts.ids();
+    plan.packetSize = facts.packetSize();
+    checkFirmware(plan.ids, facts.firmwareVersion());
     // Deliberately after the firmware gate: a bootloader reports no usable firmware version.
-    if (facts.pid == kBootloaderPid) {
+    if (plan.ids.pid == kBootloaderPid) {
         throw unsupported_device_exception_ext("Unsupported device in bootloader mode!");
     }
-    const auto parsers = checkAndGetPresetParserList(presets, facts.pid);
-    if (parsers.empty()) {
+    plan.parsers = checkAndGetPresetParserList(presets, plan.ids.pid);
+    if (plan.parsers.empty()) {
         throw mismatch_firmware_exception_ext("All preset file data is mismatched!");
     }
-    checkWriteSizes(parsers);
+    checkWriteSizes(plan.parsers);
+    return plan;
+}
+
+std::optional<UnwrittenEnd> L840OptionalDepthPresetsUpdater::check(
+    DeviceFacts& facts, const std::vector<std::vector<uint8_t>>& presets) {
+    prepare(facts, presets);
+    return std::nullopt;
+}
+
+void L840OptionalDepthPresetsUpdater::updateOptionalDepthPresets(
+    vx_device_t* device, const std::vector<std::vector<uint8_t>>& presets,
+    UpgradeCallback callback) {
+    LiveDevice facts(device);
+    const Plan plan = prepare(facts, presets);
+    const auto& parsers = plan.parsers;
 
     callback(VX_UPGRADE_STATE_READY, "Ready to update custom preset...", 0);
     if (!VendorCommand::clearOptionalDepthPresets(device)) {
@@ -162,7 +151,7 @@ void L840OptionalDepthPresetsUpdater::updateOptionalDepthPresets(
             bool written = false;
             for (int attempt = 0; attempt < kAttempts && !written; ++attempt) {
                 try {
-                    writeRecord(device, record, facts.packetSize);
+                    writeRecord(device, record, plan.packetSize);
                     written = true;
                 } catch (const std::exception& e) {
                     lastError = e.what();

@@ -7,12 +7,26 @@
 
 namespace libvxsensor {
 
-void L945SeOptionalDepthPresetsUpdater::updateOptionalDepthPresets(
-    vx_device_t* device, const std::vector<std::vector<uint8_t>>& presets,
-    UpgradeCallback callback) {
+namespace {
+
+void checkCount(const std::vector<std::vector<uint8_t>>& presets) {
     if (presets.size() != 1) {
         throw invalid_preset_count_ext("The number of preset file must be 1!");
     }
+}
+
+}  // namespace
+
+std::optional<UnwrittenEnd> L945SeOptionalDepthPresetsUpdater::check(
+    DeviceFacts& facts, const std::vector<std::vector<uint8_t>>& presets) {
+    checkCount(presets);
+    return FirmwareUpdaterFactory::create(facts)->check(facts, presets.front());
+}
+
+void L945SeOptionalDepthPresetsUpdater::updateOptionalDepthPresets(
+    vx_device_t* device, const std::vector<std::vector<uint8_t>>& presets,
+    UpgradeCallback callback) {
+    checkCount(presets);
     const auto updater = FirmwareUpdaterFactory::create(device);
     updater->updateFirmware(
         device, presets.front(),

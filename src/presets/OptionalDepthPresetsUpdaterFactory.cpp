@@ -4,7 +4,6 @@
 #include <string>
 
 #include "DevicePidAndMap.h"
-#include "common/DeviceInfo.h"
 #include "common/VxExceptionExt.h"
 #include "presets/IOptionalDepthPresetsUpdater.h"
 #include "presets/L840OptionalDepthPresetsUpdater.h"
@@ -14,17 +13,30 @@ namespace libvxsensor {
 
 std::shared_ptr<IOptionalDepthPresetsUpdater> OptionalDepthPresetsUpdaterFactory::create(
     vx_device_t* device) {
-    const auto [vid, pid] = readDeviceIds(device);
-    if (isDeviceInContainer(L840AndKovraADevPids, vid, pid) ||
-        (vid == kVendorId && isPidValid(pid, L815DevPids))) {
-        return std::make_shared<L840OptionalDepthPresetsUpdater>();
-    }
-    if (isDeviceInContainer(L945SeDevPids, vid, pid)) {
-        return std::make_shared<L945SeOptionalDepthPresetsUpdater>();
+    LiveDevice facts(device);
+    return create(facts);
+}
+
+std::shared_ptr<IOptionalDepthPresetsUpdater> OptionalDepthPresetsUpdaterFactory::create(
+    DeviceFacts& facts) {
+    const DeviceIds ids = facts.ids();
+    switch (presetFamilyOf(ids)) {
+        case PresetFamily::L840:
+            return std::make_shared<L840OptionalDepthPresetsUpdater>();
+        case PresetFamily::L945Se:
+            return std::make_shared<L945SeOptionalDepthPresetsUpdater>();
+        case PresetFamily::None:
+            break;
     }
     throw unsupported_device_exception_ext(
         "Failed to create OptionalDepthPresetsUpdater! Unsupported device, pid: " +
-        std::to_string(pid));
+        std::to_string(ids.pid));
+}
+
+Verdict judgePresets(DeviceFacts& facts, const std::vector<std::vector<uint8_t>>& presets) {
+    return judge(PresetCountState::Own, [&] {
+        return OptionalDepthPresetsUpdaterFactory::create(facts)->check(facts, presets);
+    });
 }
 
 }  // namespace libvxsensor

@@ -62,10 +62,14 @@ uint32_t packetSizeForConnection(vx_device_t* device) {
     error = nullptr;
     vx_delete_device_info(info, &error);
     releaseSilently(error);
-    if (connection == "GMSL2") {
+    return packetSizeForConnectionType(connection);
+}
+
+uint32_t packetSizeForConnectionType(const std::string& connectionType) {
+    if (connectionType == "GMSL2") {
         return 232;
     }
-    if (connection == "Ethernet") {
+    if (connectionType == "Ethernet") {
         return 560;
     }
     return 480;
@@ -78,8 +82,8 @@ uint32_t resolvePacketSize(vx_device_t* device, uint32_t requested) {
     // Released silently: a failed release must not stop a flash transfer whose sizing succeeded.
     const DeviceInfo info(device);
     const uint16_t pid = info.pid();
-    const uint16_t vid = info.vid();
-    return isDeviceInContainer(L845SeDevPids, vid, pid) ? kL845SeMaxPacket : requested;
+    const DeviceIds ids{info.vid(), pid};
+    return isInGroup(DeviceGroup::L845Se, ids) ? kL845SeMaxPacket : requested;
 }
 
 bool clearOptionalDepthPresets(vx_device_t* device) {

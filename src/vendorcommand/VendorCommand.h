@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <string>
 
 #include "vendorcommand/CommandBuffers.h"
 #include "vxsensor/vx_host.h"
@@ -27,6 +28,8 @@ using GetDataCallback = std::function<void(VXDataTranState, VXDataChunk*)>;
 // 232 on GMSL2, 560 on Ethernet, 480 on anything else; DEFAULT_PACKET_SIZE (with one log line)
 // when the host cannot tell. Never throws for a host failure.
 uint32_t packetSizeForConnection(vx_device_t* device);
+// The size the connection type's text selects (exact, case-sensitive comparison).
+uint32_t packetSizeForConnectionType(const std::string& connectionType);
 
 // Devices of the L845Se group cannot take flash packets above 512 bytes.
 uint32_t resolvePacketSize(vx_device_t* device, uint32_t requested);

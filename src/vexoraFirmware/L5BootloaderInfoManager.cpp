@@ -61,23 +61,22 @@ uint16_t L5BootloaderInfoManager::getDevicePid(vx_device_t* device, uint32_t pac
     }
     const std::string prefixB = prefixAt(info, kPrefixB);
     const std::string prefixA = prefixAt(info, kPrefixA);
-    auto hit = L5SerialPrefixToDevicePid.find(prefixB);
-    if (hit == L5SerialPrefixToDevicePid.end()) {
-        hit = L5SerialPrefixToDevicePid.find(prefixA);
+    std::optional<uint16_t> hit = l5PidForSerialPrefix(prefixB);
+    if (!hit) {
+        hit = l5PidForSerialPrefix(prefixA);
     }
-    if (hit == L5SerialPrefixToDevicePid.end()) {
+    if (!hit) {
         log_ext(VX_LOG_SEVERITY_WARN, VX_SOURCE_LOC, "Can't find the correct pid via sn {} and {}",
                 prefixB, prefixA);
         return kBootloaderPid;
     }
-    pid = hit->second;
+    pid = *hit;
     log_ext(VX_LOG_SEVERITY_INFO, VX_SOURCE_LOC, "Find the real pid {}", pid);
     return pid;
 }
 
 std::string L5BootloaderInfoManager::getDeviceName() {
-    const auto name = L5DevicePidToName.find(pid);
-    return name != L5DevicePidToName.end() ? name->second : std::string();
+    return l5ProductName(pid);
 }
 
 }  // namespace libvxsensor

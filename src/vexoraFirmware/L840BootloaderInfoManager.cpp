@@ -35,29 +35,29 @@ uint32_t L840BootloaderInfoManager::getDeviceVidPid(vx_device_t* device, uint32_
     if (info.empty()) {
         return packed();
     }
-    uint16_t savedVid = readLe16(info.data() + kVidOffset);
-    const uint16_t savedPid = readLe16(info.data() + kPidOffset);
-    if (savedVid == 0x0000 || savedVid == 0xFFFF) {
-        savedVid = kVendorId;  // erased or never written
-    }
-    if (isDeviceInContainer(KovraADevPids, savedVid, savedPid) ||
-        isDeviceInContainer(L840AndKovraADevPids, savedVid, savedPid)) {
-        vid = savedVid;
-        pid = savedPid;
-    } else if (savedVid == kVendorId && isPidValid(savedPid, L815DevPids)) {
-        pid = savedPid;
-    }
-    // Anything else is not trusted: the bootloader identity stays.
+    const DeviceIds resolved =
+        resolve({readLe16(info.data() + kVidOffset), readLe16(info.data() + kPidOffset)});
+    vid = resolved.vid;
+    pid = resolved.pid;
     return packed();
 }
 
-std::string L840BootloaderInfoManager::getDeviceName() {
-    for (const DeviceInfoEntry& entry : L840DevicePidToName) {
-        if (entry.vid == vid && entry.pid == pid) {
-            return entry.nameText();
-        }
+DeviceIds L840BootloaderInfoManager::resolve(DeviceIds saved) {
+    if (saved.vid == 0x0000 || saved.vid == 0xFFFF) {
+        saved.vid = kVendorId;  // erased or never written
     }
-    return {};
+    if (isInGroup(DeviceGroup::KovraA, saved) || isInGroup(DeviceGroup::L840AndKovraA, saved)) {
+        return saved;
+    }
+    if (isL815(saved)) {
+        return saved;
+    }
+    // Anything else is not trusted: the bootloader identity stays.
+    return {kVendorId, kBootloaderPid};
+}
+
+std::string L840BootloaderInfoManager::getDeviceName() {
+    return l840ProductName({vid, pid});
 }
 
 }  // namespace libvxsensor

@@ -16,6 +16,10 @@ public:
     // The vendor id in the low 16 bits, the product id in the high 16 bits.
     uint32_t getDeviceVidPid(vx_device_t* device, uint32_t packetSize);
 
+    // What a save info naming (vid, pid) makes of the device: that identity when the tables
+    // know it, else the bootloader's own (the save info is not trusted).
+    static DeviceIds resolve(DeviceIds saved);
+
     // Whether the last save-info read failed on the link, as opposed to finding no usable
     // record: the bootloader identity then says nothing about the device.
     bool saveInfoReadFailed() const { return saveInfoReadFailed_; }

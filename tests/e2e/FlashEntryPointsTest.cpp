@@ -8,6 +8,8 @@
 #include "support/Catalog.h"
 #include "support/Progress.h"
 
+using namespace libvxsensor;
+
 namespace wire = vxsim::wire;
 using vxsim::Fault;
 using vxsim::FaultRule;
@@ -123,7 +125,7 @@ TEST_F(FlashEntryPointsTest, DeviceInfoDataRefusalsLeaveTheTablesAlone) {
                           {1, record, 4, "Unknown device group type"},
                           {7, record, 4, "Unknown device group type"},
                           {0xFFFF, record, 4, "Unknown device group type"}};
-    const auto names = libvxsensor::L840DevicePidToName.size();
+    const auto names = libvxsensor::getDeviceInfoEntryVector(5)->size();
     for (const Case& c : cases) {
         vx_error* error = nullptr;
         vx_set_device_info_data(c.group, c.data, c.size, &error);
@@ -134,8 +136,8 @@ TEST_F(FlashEntryPointsTest, DeviceInfoDataRefusalsLeaveTheTablesAlone) {
         EXPECT_EQ(vxsim::errorStatus(error), 1);
         vx_delete_error(error);
     }
-    EXPECT_TRUE(libvxsensor::isDeviceInContainer(libvxsensor::L840SeriesDevPids, 0x3A6E, 0x0800));
-    EXPECT_EQ(libvxsensor::L840DevicePidToName.size(), names);
+    EXPECT_TRUE(libvxsensor::isInGroup(libvxsensor::DeviceGroup::L840Series, {0x3A6E, 0x0800}));
+    EXPECT_EQ(libvxsensor::getDeviceInfoEntryVector(5)->size(), names);
 }
 
 TEST_F(FlashEntryPointsTest, RegisterEntryPointsAreInertAndTheCommitIsConstant) {

@@ -5,8 +5,10 @@
 
 #include <functional>
 
-#include "builders/L5Image.h"
+#include "firmware/L5FirmwareParser.h"
 #include "support/Catalog.h"
+
+using namespace libvxsensor;
 
 namespace wire = vxsim::wire;
 using vxsim::Fault;
@@ -18,7 +20,7 @@ class L5AndOpenNIUpdateTest : public CatalogTest {};
 
 TEST_F(L5AndOpenNIUpdateTest, L5ImageLandsWithItsStatesAndMessages) {
     auto cam = vxsim::makeCamera("l5");
-    const std::vector<uint8_t> file = L5Image().build();
+    const std::vector<uint8_t> file = L5ImageWriter().write();
     UpgradeRecorder r;
     update(*cam, file, r);
     const std::vector<UpgradeReport> expected{
@@ -33,7 +35,7 @@ TEST_F(L5AndOpenNIUpdateTest, L5ImageLandsWithItsStatesAndMessages) {
 // The caller's buffer is theirs during the update too: what lands is what was passed in.
 TEST_F(L5AndOpenNIUpdateTest, ImageInMemoryIsCopiedBeforeUse) {
     auto cam = vxsim::makeCamera("l5");
-    const std::vector<uint8_t> file = L5Image().build();
+    const std::vector<uint8_t> file = L5ImageWriter().write();
     struct Scribbler : UpgradeRecorder {
         std::vector<uint8_t> buffer;
     } r;
@@ -64,11 +66,11 @@ TEST_F(L5AndOpenNIUpdateTest, ImagesLandAtTheirAddressInTheFamilysPackets) {
         uint32_t address;
         size_t packet;
     } cases[] = {
-        {"pellin3", L5Image().pid(0x0660).size(0x30000).build(), 0x20000, 768},
-        {"lumex470", L5Image().pid(0x0808).size(0x50000).build(), 0x10000, 768},
+        {"pellin3", L5ImageWriter().pid(0x0660).size(0x30000).write(), 0x20000, 768},
+        {"lumex470", L5ImageWriter().pid(0x0808).size(0x50000).write(), 0x10000, 768},
         // Bootloaders: the real product comes from the save info, at either offset.
-        {"l5,boot", L5Image().pid(0x0670).build(), 0, 256},
-        {"l5s,boot,saveinfo=fallback", L5Image().pid(0x0673).build(), 0, 256},
+        {"l5,boot", L5ImageWriter().pid(0x0670).write(), 0, 256},
+        {"l5s,boot,saveinfo=fallback", L5ImageWriter().pid(0x0673).write(), 0, 256},
         {"openni", bytes(0x20000, 5), 0x20000, 64},
         {"openni,boot", bytes(0x30000, 9), 0x10000, 64},
     };
@@ -98,28 +100,29 @@ TEST_F(L5AndOpenNIUpdateTest, RefusalsReportStateMessageAndErrorAndWriteNothing)
     } cases[] = {
         // Only a bootloader names the model; the number quoted is the file's.
         {"l5",
-         L5Image().pid(0x0660).build(),
+         L5ImageWriter().pid(0x0660).write(),
          -9,
          "Invalid input file!\nFirmware mismatch for  : unmatched pid 1632",
          {}},
         {"l5s,boot",
-         L5Image().pid(0x0670).build(),
+         L5ImageWriter().pid(0x0670).write(),
          -9,
          "Invalid input file!\nFirmware mismatch for Lumex 5 S : unmatched pid 1648",
          {}},
-        {"l5,boot", L5Image().build(), -10, "Cannot get pid from bootloader mode.", noSaveInfo},
+        {"l5,boot", L5ImageWriter().write(), -10, "Cannot get pid from bootloader mode.",
+         noSaveInfo},
         {"l5",
-         L5Image().pid(0x0660).size(0x10001).build(),
+         L5ImageWriter().pid(0x0660).size(0x10001).write(),
          -9,
          "Invalid input file!\nFirmware mismatch for  : unmatched pid 1632",
          {}},
         {"pellin3",
-         L5Image().pid(0x0660).size(0x10001).build(),
+         L5ImageWriter().pid(0x0660).size(0x10001).write(),
          -9,
          "Invalid input file: invalid size",
          {}},
         {"lumex470",
-         L5Image().pid(0x0808).magic(0).build(),
+         L5ImageWriter().pid(0x0808).magic(0).write(),
          -9,
          "Invalid input file: invalid magic",
          {}},
@@ -152,7 +155,7 @@ TEST_F(L5AndOpenNIUpdateTest, RetryRules) {
     } cases[] = {
         {"l5: verify, then transfer failure, then success",
          "l5",
-         L5Image().build(),
+         L5ImageWriter().write(),
          {FaultRule::onOpcode(wire::ReadFlash, 0, Fault::bitFlip(3)),
           FaultRule::onOpcode(wire::WriteFlash, 2, Fault::transportError())},
          {},
@@ -166,7 +169,7 @@ TEST_F(L5AndOpenNIUpdateTest, RetryRules) {
          3},
         {"l5: four verify failures, then a transfer failure",
          "l5",
-         L5Image().build(),
+         L5ImageWriter().write(),
          {FaultRule::onOpcode(wire::ReadFlash, Fault::bitFlip(3)),
           FaultRule::onOpcode(wire::WriteFlash, 8, Fault::deviceError(9))},
          {{-13, "Firmware data transfer failed!", 0}},

@@ -2,10 +2,12 @@
 // the camera, how its own install is followed, the refusals, the retries and the poll timeouts.
 #include <gtest/gtest.h>
 
-#include "builders/L840Container.h"
-#include "builders/MiroMaxPackage.h"
+#include "firmware/L840FirmwareParser.h"
+#include "firmware/MiroMaxFirmwareParser.h"
 #include "support/Catalog.h"
 #include "vxsim/Install.h"
+
+using namespace libvxsensor;
 
 namespace wire = vxsim::wire;
 using vxsim::Fault;
@@ -62,7 +64,9 @@ protected:
     }
     // Three full 8152-byte packets: 64-byte header, 128-byte record header, 24264 data bytes.
     static std::vector<uint8_t> l5proImage(uint16_t pid = 0x0671) {
-        return L840Container().component(L840Component().data(bytes(24264, 7)).pids({pid})).build();
+        return L840ContainerWriter()
+            .component(L840RecordWriter().data(bytes(24264, 7)).pids({pid}))
+            .write();
     }
     // `size` counting bytes that start with `prefix`.
     static std::vector<uint8_t> file(size_t size, const std::string& prefix) {
@@ -124,7 +128,7 @@ TEST_F(L5ProAndMiroMaxUpdateTest, TheCamerasVerdictIsPassedOnAndEndsTheUpdate) {
         const bool miroMax = std::string(c.camera) == "miromax";
         const uint16_t pid = vxsim::findModel(c.camera).pid;  // L945Se: the L5Pro updater's
         const auto cam =
-            run(c.camera, miroMax ? MiroMaxPackage().build() : l5proImage(pid), r, c.script);
+            run(c.camera, miroMax ? MiroMaxPackageWriter().write() : l5proImage(pid), r, c.script);
         EXPECT_EQ(lastReports(r.reports, c.verdict.size()), c.verdict);
         EXPECT_EQ(requests(*cam, wire::StartWriteData).size(), 1u)
             << "the camera's verdict is not retried";
@@ -141,7 +145,7 @@ TEST_F(L5ProAndMiroMaxUpdateTest, L5ProMainFirmwareMustFitTheDevice) {
     };
     const Case cases[] = {
         {"l5pro", l5proImage(0x0999), {-9, kIncompatible, 0}, false},
-        {"l5pro", L840Container().build(), {-9, kIncompatible, 0}, false},
+        {"l5pro", L840ContainerWriter().write(), {-9, kIncompatible, 0}, false},
         {"l945se", l5proImage(0x0671), {-9, kIncompatible, 0}, false},
         {"l5pro", {'P', 'K', 3}, {-9, kParseFailed, 0}, true},
     };
@@ -228,7 +232,7 @@ TEST_F(L5ProAndMiroMaxUpdateTest, PollPhasesTimeOutThroughTheSleepSeam) {
         const bool miroMax = std::string(c.camera) == "miromax";
         const uint16_t pid = vxsim::findModel(c.camera).pid;  // L945Se: the L5Pro updater's
         const auto cam =
-            run(c.camera, miroMax ? MiroMaxPackage().build() : l5proImage(pid), r, c.script);
+            run(c.camera, miroMax ? MiroMaxPackageWriter().write() : l5proImage(pid), r, c.script);
         EXPECT_EQ(g_pollPauses, c.pauses);
         EXPECT_EQ(r.last(), c.last);
         EXPECT_EQ(r.failures().size(), miroMax ? 1u : 0u);
@@ -238,7 +242,7 @@ TEST_F(L5ProAndMiroMaxUpdateTest, PollPhasesTimeOutThroughTheSleepSeam) {
 
 TEST_F(L5ProAndMiroMaxUpdateTest, MiroMaxPackageIsStreamedInChunksWithThrottledProgress) {
     // 40 full chunks and an odd last one of 101 bytes.
-    const auto package = MiroMaxPackage().payload(bytes(40 * 8152 + 101 - 256, 7)).build();
+    const auto package = MiroMaxPackageWriter().payload(bytes(40 * 8152 + 101 - 256, 7)).write();
     UpgradeRecorder r;
     const auto cam = run("miromax", package, r, InstallScript().working(1).started().done());
     ASSERT_GE(r.reports.size(), 3u);
@@ -270,24 +274,24 @@ TEST_F(L5ProAndMiroMaxUpdateTest, MiroMaxRefusalsComeBeforeTheTransfer) {
     };
     const Case cases[] = {
         {"miromax,conn=USB3.0",
-         MiroMaxPackage().build(),
+         MiroMaxPackageWriter().write(),
          false,
          {-6, "Miro max device only support upgrade firmware via ethernet now!", 0}},
         {"miromax",
-         MiroMaxPackage().productName("ra-dk700v").build(),
+         MiroMaxPackageWriter().productName("ra-dk700v").write(),
          false,
          {-9, "Firmware mismatch, unsupported product name: ra-dk700v", 0}},
         {"ra-dk700v",
-         MiroMaxPackage().productName("RA-DK700V").firmwareType(3).build(),
+         MiroMaxPackageWriter().productName("RA-DK700V").firmwareType(3).write(),
          false,
          {-9, "Parse firmware data failed!\nMiro Max doesn't support upgrade application now", 0}},
         {"miromax",
-         MiroMaxPackage().firmwareType(7).build(),
+         MiroMaxPackageWriter().firmwareType(7).write(),
          false,
          {-9, "Parse firmware data failed!\nInvalid firmware type: 7", 0}},
-        {"miromax", MiroMaxPackage().magic("ZZZZ").build(), false, {-9, kParseFailed, 0}},
+        {"miromax", MiroMaxPackageWriter().magic("ZZZZ").write(), false, {-9, kParseFailed, 0}},
         {"miromax",
-         MiroMaxPackage().build(),
+         MiroMaxPackageWriter().write(),
          true,
          {-6, "Please ensure that you have activated the recovery mode!", 0}},
     };

@@ -6,8 +6,10 @@
 #include <fstream>
 #include <functional>
 
-#include "builders/L840Container.h"
+#include "firmware/L840FirmwareParser.h"
 #include "support/Catalog.h"
+
+using namespace libvxsensor;
 
 namespace wire = vxsim::wire;
 using vxsim::Fault;
@@ -46,11 +48,11 @@ protected:
     }
     // A boot component for every device, then a main component for the L840 only.
     std::vector<uint8_t> bootAndMain() const {
-        return L840Container()
+        return L840ContainerWriter()
             .serial("Lumex 840")
-            .component(L840Component().name("boot").address(0x10000).data(boot))
-            .component(L840Component().name("main").address(0x100000).data(main_).pids({0x0800}))
-            .build();
+            .component(L840RecordWriter().name("boot").address(0x10000).data(boot))
+            .component(L840RecordWriter().name("main").address(0x100000).data(main_).pids({0x0800}))
+            .write();
     }
 
     const std::vector<uint8_t> boot = bytes(600, 1);
@@ -85,11 +87,12 @@ TEST_F(L840FirmwareUpdateTest, ComponentsLandInFlashWithTheirMessages) {
 
 TEST_F(L840FirmwareUpdateTest, BootloaderModeFinishesTheFirstStage) {
     auto cam = vxsim::makeCamera("l840,boot");
-    update(*cam,
-           L840Container()
-               .serial("Lumex 840")
-               .component(L840Component().name("main").address(0x100000).data(main_).pids({0x0800}))
-               .build());
+    update(
+        *cam,
+        L840ContainerWriter()
+            .serial("Lumex 840")
+            .component(L840RecordWriter().name("main").address(0x100000).data(main_).pids({0x0800}))
+            .write());
     EXPECT_EQ(result.last(),
               (UpgradeReport{7,
                              "Firmware update completed! Please manually reboot your "
@@ -107,21 +110,27 @@ TEST_F(L840FirmwareUpdateTest, RefusalsReportStateMessageAndErrorAndLeaveFlashAl
     };
     const Case cases[] = {
         // The name comes from the bootloader identity, so only a bootloader names the model.
-        {"l840", L840Container().serial("Kovra A").component(L840Component()).build(), -9,
+        {"l840", L840ContainerWriter().serial("Kovra A").component(L840RecordWriter()).write(), -9,
          "Firmware mismatch for  : unmatched serial Kovra A"},
-        {"l840,boot", L840Container().serial("Kovra A").component(L840Component()).build(), -9,
-         "Firmware mismatch for Lumex 840 : unmatched serial Kovra A"},
-        {"l815", L840Container().serial("Lumex 840").component(L840Component()).build(), -9,
-         "Firmware mismatch for  : unmatched serial Lumex 840"},
-        {"l845se", L840Container().date("20250407").component(L840Component()).build(), -9,
+        {"l840,boot", L840ContainerWriter().serial("Kovra A").component(L840RecordWriter()).write(),
+         -9, "Firmware mismatch for Lumex 840 : unmatched serial Kovra A"},
+        {"l815", L840ContainerWriter().serial("Lumex 840").component(L840RecordWriter()).write(),
+         -9, "Firmware mismatch for  : unmatched serial Lumex 840"},
+        {"l845se", L840ContainerWriter().date("20250407").component(L840RecordWriter()).write(), -9,
          "The current firmware is invalid, dateTime: 20250407"},
         {"l840",
-         L840Container().serial("Lumex 840").component(L840Component().checksumOffBy(1)).build(),
+         L840ContainerWriter()
+             .serial("Lumex 840")
+             .component(L840RecordWriter().checksumOffBy(1))
+             .write(),
          -9, "Checksum mismatch!\nInvalid input file or file has been damaged"},
         {"l840",
-         L840Container().serial("Lumex 840").component(L840Component().writeSize(5)).build(), -9,
-         "Parse firmware data failed!\nInvalid input data or data has been damaged"},
-        {"l5", L840Container().build(), -9, "Invalid input file: too small"},
+         L840ContainerWriter()
+             .serial("Lumex 840")
+             .component(L840RecordWriter().writeSize(5))
+             .write(),
+         -9, "Parse firmware data failed!\nInvalid input data or data has been damaged"},
+        {"l5", L840ContainerWriter().write(), -9, "Invalid input file: too small"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.message);
@@ -181,26 +190,29 @@ TEST_F(L840FirmwareUpdateTest, BootloaderWithoutARecognisedIdentityRefusesBefore
 // or the ISP firmware the camera already runs, is never read, so it cannot refuse the file.
 TEST_F(L840FirmwareUpdateTest, SkippedComponentsAreNotJudgedByTheirWriteSize) {
     auto cam = vxsim::makeCamera("l840,isp=2.0.1");
-    update(*cam, L840Container()
+    update(*cam, L840ContainerWriter()
                      .serial("Lumex 840")
-                     .component(L840Component().pids({0x0999}).writeSize(5000))
-                     .component(L840Component().address(0x500000).version("2.0.1").writeSize(9))
-                     .component(L840Component().address(0x10000).data(boot))
-                     .build());
+                     .component(L840RecordWriter().pids({0x0999}).writeSize(5000))
+                     .component(L840RecordWriter().address(0x500000).version("2.0.1").writeSize(9))
+                     .component(L840RecordWriter().address(0x10000).data(boot))
+                     .write());
     EXPECT_EQ(result.last(), (UpgradeReport{3, kDone, 100}));
     EXPECT_TRUE(inFlash(*cam, 0x10000, boot));
 }
 
 TEST_F(L840FirmwareUpdateTest, L845SeAcceptsFirmwareFromTheCutOffDateOn) {
     auto cam = vxsim::makeCamera("l845se");
-    update(*cam, L840Container().date("20250408").component(L840Component().data(boot)).build());
+    update(*cam,
+           L840ContainerWriter().date("20250408").component(L840RecordWriter().data(boot)).write());
     EXPECT_EQ(result.last(), (UpgradeReport{3, kDone, 100}));
 }
 
 TEST_F(L840FirmwareUpdateTest, ComponentsForOtherDevicesAreSkipped) {
     auto cam = vxsim::makeCamera("l840");
-    update(*cam,
-           L840Container().serial("Lumex 840").component(L840Component().pids({0x0999})).build());
+    update(*cam, L840ContainerWriter()
+                     .serial("Lumex 840")
+                     .component(L840RecordWriter().pids({0x0999}))
+                     .write());
     EXPECT_EQ(result.reports, (std::vector<UpgradeReport>{{-9, kIncompatible, 0}}));
     EXPECT_EQ(result.error, nullptr) << "reported, not thrown";
     EXPECT_TRUE(untouched(*cam));
@@ -208,11 +220,11 @@ TEST_F(L840FirmwareUpdateTest, ComponentsForOtherDevicesAreSkipped) {
     // A last component that does not fit after one that was written: the update succeeded.
     UpgradeRecorder second;
     CatalogTest::update(*vxsim::makeCamera("l840"),
-                        L840Container()
+                        L840ContainerWriter()
                             .serial("Lumex 840")
-                            .component(L840Component().address(0x10000).data(boot))
-                            .component(L840Component().pids({0x0999}))
-                            .build(),
+                            .component(L840RecordWriter().address(0x10000).data(boot))
+                            .component(L840RecordWriter().pids({0x0999}))
+                            .write(),
                         second);
     EXPECT_EQ(second.last(), (UpgradeReport{3, kDone, 100}));
 }
@@ -221,11 +233,12 @@ TEST_F(L840FirmwareUpdateTest, IspComponentsAreSkippedWhenCurrentAndOtherwiseCrc
     auto cam = vxsim::makeCamera("l840,isp=2.0.1");
     update(
         *cam,
-        L840Container()
+        L840ContainerWriter()
             .serial("Lumex 840")
-            .component(L840Component().name("isp").address(0x580000).version("2.0.2").data(boot))
-            .component(L840Component().name("isp2").address(0x500000).version("2.0.1").data(main_))
-            .build());
+            .component(L840RecordWriter().name("isp").address(0x580000).version("2.0.2").data(boot))
+            .component(
+                L840RecordWriter().name("isp2").address(0x500000).version("2.0.1").data(main_))
+            .write());
     EXPECT_EQ(result.last(), (UpgradeReport{3, kDone, 100}));
     EXPECT_TRUE(inFlash(*cam, 0x580000, boot));
     EXPECT_EQ(cam->camera().flash()[0x500000], 0xFF)
@@ -251,8 +264,10 @@ TEST_F(L840FirmwareUpdateTest, TwoFailedAttemptsThenSuccessReportNoFailure) {
     cam->faults()
         .add(FaultRule::onOpcode(wire::ReadFlash, 0, Fault::bitFlip(3)))
         .add(FaultRule::onOpcode(wire::WriteFlash, 4, Fault::transportError()));
-    update(*cam,
-           L840Container().serial("Lumex 840").component(L840Component().data(main_)).build());
+    update(*cam, L840ContainerWriter()
+                     .serial("Lumex 840")
+                     .component(L840RecordWriter().data(main_))
+                     .write());
     EXPECT_TRUE(result.failures().empty());
     EXPECT_EQ(result.last(), (UpgradeReport{3, kDone, 100}));
     EXPECT_EQ(cam->camera().counters().erases, 3u);
@@ -261,7 +276,7 @@ TEST_F(L840FirmwareUpdateTest, TwoFailedAttemptsThenSuccessReportNoFailure) {
 TEST_F(L840FirmwareUpdateTest, KovraAPausesTwoSecondsBetweenAttempts) {
     auto cam = vxsim::makeCamera("kovra-a");
     cam->faults().add(FaultRule::onOpcode(wire::EraseFlash, Fault::transportError()));
-    update(*cam, L840Container().serial("Kovra A").component(L840Component()).build());
+    update(*cam, L840ContainerWriter().serial("Kovra A").component(L840RecordWriter()).write());
     EXPECT_EQ(g_sleeps, (std::vector<uint32_t>{2000, 2000, 2000, 2000}));
     EXPECT_EQ(result.failures().size(), 1u);
 }
@@ -270,7 +285,7 @@ TEST_F(L840FirmwareUpdateTest, FromAFile) {
     auto cam = vxsim::makeCamera("l840");
     const std::string path = ::testing::TempDir() + "l840-update.bin";
     const auto file =
-        L840Container().serial("Lumex 840").component(L840Component().data(boot)).build();
+        L840ContainerWriter().serial("Lumex 840").component(L840RecordWriter().data(boot)).write();
     std::ofstream(path, std::ios::binary)
         .write(reinterpret_cast<const char*>(file.data()),
                static_cast<std::streamsize>(file.size()));

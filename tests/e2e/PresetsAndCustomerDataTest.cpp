@@ -7,8 +7,10 @@
 #include <fstream>
 #include <tuple>
 
-#include "builders/PresetFile.h"
+#include "presets/L840OptionalDepthPresetsParser.h"
 #include "support/Catalog.h"
+
+using namespace libvxsensor;
 
 namespace wire = vxsim::wire;
 using ::testing::StrEq;
@@ -45,10 +47,10 @@ protected:
     }
     static std::vector<uint8_t> file(uint32_t address, uint8_t fill,
                                      const char* product = "Lumex 800") {
-        return PresetFile()
+        return L840PresetFileWriter()
             .product(product)
-            .record(PresetRecord().address(address).data(std::vector<uint8_t>(300, fill)))
-            .build();
+            .record(L840RecordWriter().address(address).data(std::vector<uint8_t>(300, fill)))
+            .write();
     }
     static std::vector<int> percents(const UpgradeRecorder& r) {
         std::vector<int> out;
@@ -117,15 +119,15 @@ TEST_F(PresetsTest, RefusalsBeforeAnyTraffic) {
          "Failed to create OptionalDepthPresetsUpdater! Unsupported device, pid: 1648"},
         {"l840", {file(0, 1, "Lumex 999")}, -9, "Preset data product mismatch: Lumex 999"},
         {"l840",
-         {PresetFile().record(PresetRecord().pids({0x0999})).build()},
+         {L840PresetFileWriter().record(L840RecordWriter().pids({0x0999})).write()},
          -9,
          "Preset data is not adaptable with the current device, pid: 2048"},
         {"l840",
-         {PresetFile().record(PresetRecord()).record(PresetRecord()).build()},
+         {L840PresetFileWriter().record(L840RecordWriter()).record(L840RecordWriter()).write()},
          -9,
          "All preset file data is mismatched!"},
         {"l840",
-         {PresetFile().record(PresetRecord().writeSize(65)).build()},
+         {L840PresetFileWriter().record(L840RecordWriter().writeSize(65)).write()},
          -9,
          "Parse preset data failed!\nInvalid input data or data has been damaged"},
     };

@@ -9,8 +9,8 @@
 #include <iterator>
 #include <string>
 
-#include "builders/L5Image.h"
 #include "common/VxExceptionExt.h"
+#include "firmware/L5FirmwareParser.h"
 
 using namespace libvxsensor;
 
@@ -34,7 +34,7 @@ uint32_t l5Address(const std::vector<uint8_t>& file) {
 }  // namespace
 
 TEST(L5FirmwareParserTest, Refusals) {
-    std::vector<uint8_t> magicAtStart = L5Image().magic(0).build();
+    std::vector<uint8_t> magicAtStart = L5ImageWriter().magic(0).write();
     const uint8_t magic[] = {0xDC, 0xCD, 0x5A, 0xA5};
     std::copy(std::begin(magic), std::end(magic), magicAtStart.begin());
     const struct {
@@ -42,11 +42,11 @@ TEST(L5FirmwareParserTest, Refusals) {
         std::string message;
     } cases[] = {
         {{}, "Invalid input file: too small"},
-        {L5Image().size(100).truncateTo(99).build(), "Invalid input file: too small"},
-        {L5Image().magic(0xA55ACDDD).build(), "Invalid input file: invalid magic"},
+        {L5ImageWriter().size(100).truncateTo(99).write(), "Invalid input file: too small"},
+        {L5ImageWriter().magic(0xA55ACDDD).write(), "Invalid input file: invalid magic"},
         {magicAtStart, "Invalid input file: invalid magic"},
         // The trailer is the last 100 bytes, wherever the file was cut.
-        {L5Image().truncateTo(1499).build(), "Invalid input file: invalid magic"},
+        {L5ImageWriter().truncateTo(1499).write(), "Invalid input file: invalid magic"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.file.size());
@@ -64,10 +64,10 @@ TEST(L5FirmwareParserTest, WriteAddressBySize) {
     } cases[] = {{100, 0},           {0x10000, 0},       {0x60000, 0},      {0xA0000, 0},
                  {0x50000, 0x10000}, {0x30000, 0x20000}, {0x40000, 0x20000}};
     for (const auto& c : cases) {
-        EXPECT_EQ(l5Address(L5Image().size(c.size).build()), c.address) << std::hex << c.size;
+        EXPECT_EQ(l5Address(L5ImageWriter().size(c.size).write()), c.address) << std::hex << c.size;
     }
     for (const uint32_t size : {0x10001u, 0x50001u, 0x5FFFFu, 0x20000u}) {
-        const std::vector<uint8_t> file = L5Image().size(size).build();
+        const std::vector<uint8_t> file = L5ImageWriter().size(size).write();
         const L5FirmwareParser parser(file.data(), size);  // accepted until the address is asked
         EXPECT_EQ(refusal([&] { parser.getWriteAddress(); }), "Invalid input file: invalid size")
             << std::hex << size;

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "builders/L840Container.h"
 #include "common/VxExceptionExt.h"
+#include "firmware/L840FirmwareParser.h"
 #include "support/SimTest.h"
 
 using namespace libvxsensor;
@@ -40,26 +40,26 @@ std::vector<uint8_t> bytes(size_t n, uint8_t seed) {
 class L840FirmwareParserTest : public SimTest {};
 
 TEST_F(L840FirmwareParserTest, DamagedContainersAreRefusedWithTheirMessage) {
-    const L840Component big = L840Component().data(bytes(4096, 1));
-    using C = L840Container;
-    using R = L840Component;
+    const L840RecordWriter big = L840RecordWriter().data(bytes(4096, 1));
+    using C = L840ContainerWriter;
+    using R = L840RecordWriter;
     const struct {
         const char* what;
         std::vector<uint8_t> file;
         const std::string& message;
     } cases[] = {
         {"3-byte file", {64, 0, 0}, kHeader},
-        {"header size 129", C().headerSize(129).component(big).build(), kHeader},
-        {"marker wrong", C().marker(0xFFFFFFFE).build(), kHeader},
-        {"record header past end", C().component(R()).truncateTo(64 + 127).build(), kHeader},
-        {"record header 129", C().component(R().headerSize(129)).build(), kHeader},
+        {"header size 129", C().headerSize(129).component(big).write(), kHeader},
+        {"marker wrong", C().marker(0xFFFFFFFE).write(), kHeader},
+        {"record header past end", C().component(R()).truncateTo(64 + 127).write(), kHeader},
+        {"record header 129", C().component(R().headerSize(129)).write(), kHeader},
         // A lying count must end where the file does, not reserve or loop on it.
-        {"count beyond the records", C().component(R()).count(0xFFFFFFFF).build(), kHeader},
-        {"empty records, huge count", C().count(0xFFFFFFFF).trailing({0, 0, 0, 0}).build(),
+        {"count beyond the records", C().component(R()).count(0xFFFFFFFF).write(), kHeader},
+        {"empty records, huge count", C().count(0xFFFFFFFF).trailing({0, 0, 0, 0}).write(),
          kHeader},
-        {"data one byte past end", C().component(R().claimedLength(5)).build(), kData},
-        {"data length near 4 GiB", C().component(R().claimedLength(0xFFFFFFF0)).build(), kData},
-        {"checksum off by one", C().component(R(big).checksumOffBy(1)).build(), kSum},
+        {"data one byte past end", C().component(R().claimedLength(5)).write(), kData},
+        {"data length near 4 GiB", C().component(R().claimedLength(0xFFFFFFF0)).write(), kData},
+        {"checksum off by one", C().component(R(big).checksumOffBy(1)).write(), kSum},
     };
     for (const auto& c : cases) {
         EXPECT_THAT(
@@ -71,11 +71,11 @@ TEST_F(L840FirmwareParserTest, DamagedContainersAreRefusedWithTheirMessage) {
 }
 
 TEST_F(L840FirmwareParserTest, ZeroComponentsGiveAnEmptyListAndTheHeaderFields) {
-    const auto file = L840Container()
+    const auto file = L840ContainerWriter()
                           .date("20250408123000")
                           .serial("SN-0840-00000077")
                           .trailing(bytes(9, 3))
-                          .build();
+                          .write();
     const L840FirmwareParser parser(parse(file));
     EXPECT_TRUE(parser.getFirmwareDataList().empty());
     EXPECT_EQ(parser.getFileHeader().headerSize(), 64u);
@@ -93,7 +93,7 @@ TEST_F(L840FirmwareParserTest, ProductIdsDecideWhichDevicesAComponentFits) {
         {{0x0800, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x0805}, {0x0805}, {0x0801}},
     };
     for (const auto& c : cases) {
-        const auto file = L840Container().component(L840Component().pids(c.slots)).build();
+        const auto file = L840ContainerWriter().component(L840RecordWriter().pids(c.slots)).write();
         const L840FirmwareData fw = components(parse(file)).at(0);
         for (uint16_t pid : c.fits)
             EXPECT_TRUE(L840FirmwareParser::isFirmwareDataAdaptable(fw, pid)) << pid;
@@ -103,7 +103,7 @@ TEST_F(L840FirmwareParserTest, ProductIdsDecideWhichDevicesAComponentFits) {
     // A record header cut before the ids: the rest of the area reads as zero, not as the data
     // that follows, and the empty id table fits every device.
     const auto file =
-        L840Container().component(L840Component().headerSize(104).pids({1, 2})).build();
+        L840ContainerWriter().component(L840RecordWriter().headerSize(104).pids({1, 2})).write();
     const L840FirmwareData fw = components(parse(file)).at(0);
     EXPECT_EQ(fw.pid(0), l840record::kAnyProduct);
     EXPECT_EQ(fw.pid(1), 0u);
@@ -121,17 +121,17 @@ TEST_F(L840FirmwareParserTest, ComponentsComeBackAsBuilt) {
         {std::string(64, 'n'), "2.10.0-beta.1234", 0x1'2345'6789'ABCDull, 0x1000, bytes(17, 0xF0)},
         {"empty", "0.0.1", 0x100000, 0, {}},
     };
-    L840Container container;
+    L840ContainerWriter container;
     container.headerSize(128).trailing(bytes(33, 9));  // records start at the declared header size
     for (const auto& e : expected) {
-        container.component(L840Component()
+        container.component(L840RecordWriter()
                                 .name(e.name)
                                 .version(e.version)
                                 .address(e.address)
                                 .writeSize(e.writeSize)
                                 .data(e.data));
     }
-    const std::vector<uint8_t> file = container.build();
+    const std::vector<uint8_t> file = container.write();
     const L840FirmwareParser parser(parse(file));
     ASSERT_EQ(parser.getFirmwareDataList().size(), 3u);
     const std::vector<L840FirmwareData> list = components(parser);

@@ -7,8 +7,8 @@
 #include <cstdio>
 #include <fstream>
 
-#include "builders/MiroMaxPackage.h"
 #include "common/VxExceptionExt.h"
+#include "firmware/MiroMaxFirmwareParser.h"
 
 using namespace libvxsensor;
 
@@ -37,14 +37,15 @@ TEST(MiroMaxFirmwareParserTest, PackageChecks) {
         std::string expected;
     };
     const Case cases[] = {
-        {"header only", MiroMaxPackage().payload({}).build(), kParseFailed},
-        {"one payload byte", MiroMaxPackage().payload({7}).build(), "accepted"},
+        {"header only", MiroMaxPackageWriter().payload({}).write(), kParseFailed},
+        {"one payload byte", MiroMaxPackageWriter().payload({7}).write(), "accepted"},
         {"empty", {}, kParseFailed},
-        {"cut inside the header", MiroMaxPackage().truncateTo(100).build(), kParseFailed},
-        {"wrong magic", MiroMaxPackage().magic("QZTX").build(), kParseFailed},
-        {"platform in other case", MiroMaxPackage().platform("JETSON Nano").build(), "accepted"},
-        {"longer platform", MiroMaxPackage().platform("jetson nano2").build(), kParseFailed},
-        {"shorter platform", MiroMaxPackage().platform("jetson").build(), kParseFailed},
+        {"cut inside the header", MiroMaxPackageWriter().truncateTo(100).write(), kParseFailed},
+        {"wrong magic", MiroMaxPackageWriter().magic("QZTX").write(), kParseFailed},
+        {"platform in other case", MiroMaxPackageWriter().platform("JETSON Nano").write(),
+         "accepted"},
+        {"longer platform", MiroMaxPackageWriter().platform("jetson nano2").write(), kParseFailed},
+        {"shorter platform", MiroMaxPackageWriter().platform("jetson").write(), kParseFailed},
     };
     for (const Case& c : cases) {
         EXPECT_EQ(parse(c.package), c.expected) << c.what;
@@ -53,7 +54,7 @@ TEST(MiroMaxFirmwareParserTest, PackageChecks) {
 
 TEST(MiroMaxFirmwareParserTest, ProductNameKeepsFifteenCharactersAndTypeIsLittleEndian) {
     const auto package =
-        MiroMaxPackage().productName("ABCDEFGHIJKLMNOP").firmwareType(0x01020304).build();
+        MiroMaxPackageWriter().productName("ABCDEFGHIJKLMNOP").firmwareType(0x01020304).write();
     MiroMaxFirmwareParser parser(package);
     EXPECT_EQ(parser.getFileHeader().productName, "ABCDEFGHIJKLMNO");
     EXPECT_EQ(parser.getFileHeader().firmwareType, 0x01020304u);
@@ -62,7 +63,7 @@ TEST(MiroMaxFirmwareParserTest, ProductNameKeepsFifteenCharactersAndTypeIsLittle
 TEST(MiroMaxFirmwareParserTest, FileModeRefusesMissingAndPresentFiles) {
     EXPECT_EQ(parse(std::string("/no/such/package.bin")), "0: Failed to read firmware file!");
     const std::string path = ::testing::TempDir() + "miromax-package.bin";
-    const auto package = MiroMaxPackage().build();
+    const auto package = MiroMaxPackageWriter().write();
     std::ofstream(path, std::ios::binary)
         .write(reinterpret_cast<const char*>(package.data()),
                static_cast<std::streamsize>(package.size()));

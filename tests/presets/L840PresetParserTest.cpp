@@ -4,8 +4,8 @@
 
 #include <stdexcept>
 
-#include "builders/PresetFile.h"
 #include "common/VxExceptionExt.h"
+#include "presets/L840OptionalDepthPresetsParser.h"
 #include "support/SimTest.h"
 
 using namespace libvxsensor;
@@ -28,28 +28,32 @@ std::string refusal(const std::vector<uint8_t>& file, uint16_t pid = 0x0800) {
 class L840PresetParserTest : public SimTest {};
 
 TEST_F(L840PresetParserTest, DamagedFiles) {
-    const PresetRecord record;
+    const L840RecordWriter record;
     EXPECT_EQ(refusal({1, 2, 3}), kDamaged);
-    EXPECT_EQ(refusal(PresetFile().headerSize(129).record(record).build()), kDamaged);
-    EXPECT_EQ(refusal(PresetFile().headerSize(128).record(record).build()), "");
-    EXPECT_EQ(refusal(PresetFile().count(0).record(record).build()), kDamaged);
-    EXPECT_EQ(refusal(PresetFile().magic(0x74737271).record(record).build()), kDamaged);
-    EXPECT_EQ(refusal(PresetFile().headerSize(40).record(record).build()), kDamaged)
+    EXPECT_EQ(refusal(L840PresetFileWriter().headerSize(129).record(record).write()), kDamaged);
+    EXPECT_EQ(refusal(L840PresetFileWriter().headerSize(128).record(record).write()), "");
+    EXPECT_EQ(refusal(L840PresetFileWriter().count(0).record(record).write()), kDamaged);
+    EXPECT_EQ(refusal(L840PresetFileWriter().magic(0x74737271).record(record).write()), kDamaged);
+    EXPECT_EQ(refusal(L840PresetFileWriter().headerSize(40).record(record).write()), kDamaged)
         << "magic not covered";
-    EXPECT_EQ(refusal(PresetFile().record(record).truncateTo(64 + 100).build()), kDamaged)
+    EXPECT_EQ(refusal(L840PresetFileWriter().record(record).truncateTo(64 + 100).write()), kDamaged)
         << "record header past the end";
-    EXPECT_EQ(refusal(PresetFile().record(PresetRecord().claimedLength(65)).build()), kPastEnd);
-    EXPECT_EQ(refusal(PresetFile().count(3).record(record).build()), kDamaged)
+    EXPECT_EQ(refusal(L840PresetFileWriter().record(L840RecordWriter().claimedLength(65)).write()),
+              kPastEnd);
+    EXPECT_EQ(refusal(L840PresetFileWriter().count(3).record(record).write()), kDamaged)
         << "count beyond the records";
-    EXPECT_EQ(refusal(PresetFile().count(0xFFFFFFFF).record(PresetRecord().headerSize(0)).build()),
+    EXPECT_EQ(refusal(L840PresetFileWriter()
+                          .count(0xFFFFFFFF)
+                          .record(L840RecordWriter().headerSize(0))
+                          .write()),
               kDamaged);
 }
 
 TEST_F(L840PresetParserTest, ChecksumIsVerifiedEvenForRecordsThatWouldBeDropped) {
-    const auto file = PresetFile()
-                          .record(PresetRecord().pids({0x0800}))
-                          .record(PresetRecord().pids({0x0999}).checksumOffBy(1))
-                          .build();
+    const auto file = L840PresetFileWriter()
+                          .record(L840RecordWriter().pids({0x0800}))
+                          .record(L840RecordWriter().pids({0x0999}).checksumOffBy(1))
+                          .write();
     try {
         L840OptionalDepthPresetsParser(file.data(), static_cast<uint32_t>(file.size()), 0x0800);
         FAIL() << "accepted";
@@ -62,12 +66,13 @@ TEST_F(L840PresetParserTest, ChecksumIsVerifiedEvenForRecordsThatWouldBeDropped)
 
 TEST_F(L840PresetParserTest, OnlyRecordsThatFitTheDeviceAreKept) {
     const auto file =
-        PresetFile()
-            .record(PresetRecord().address(0x10).pids({}))                   // fits all
-            .record(PresetRecord().address(0x20).pids({0x0800, 0, 0x0803}))  // gaps are looked past
-            .record(PresetRecord().address(0x30).pids({0x0801}))
-            .record(PresetRecord().address(0x40).headerSize(104))  // no pid slots at all
-            .build();
+        L840PresetFileWriter()
+            .record(L840RecordWriter().address(0x10).pids({}))  // fits all
+            .record(
+                L840RecordWriter().address(0x20).pids({0x0800, 0, 0x0803}))  // gaps are looked past
+            .record(L840RecordWriter().address(0x30).pids({0x0801}))
+            .record(L840RecordWriter().address(0x40).headerSize(104))  // no pid slots at all
+            .write();
     const L840OptionalDepthPresetsParser parser(file.data(), static_cast<uint32_t>(file.size()),
                                                 0x0803);
     std::vector<uint64_t> kept;

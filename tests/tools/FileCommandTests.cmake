@@ -9,17 +9,17 @@ endforeach()
 
 # Round trip: inspect shows the manifest's values, computed sizes and checksums.
 vx_tool_test(NAME tool_inspect_l840_container ARGS inspect files-l840-container.bin
-  OUTPUT "firmware line: L840 series.*component 1: depth-engine.*version: 2\\.3\\.1.*flash address: 0x00100000.*checksum: 0x0005A000 good.*product ids: 0x0842, 0x0800.*component 2: isp.*version: 1\\.7\\.16.*flash address: 0x00500000.*data length: 73.*isp: yes.*products: any, 0x0842 Lumex 815x"
+  OUTPUT "serial: Lumex 840.*component 1: depth-engine.*version: 2\\.3\\.1.*flash address: 0x00100000.*checksum: 0x0005A000 good.*product ids: 0x0842, 0x0800.*component 2: isp.*version: 1\\.7\\.16.*flash address: 0x00500000.*data length: 73.*isp: yes.*by camera model:.*l840, l845se: accepted.*kovra-a, l815, l819x: Firmware mismatch for  : unmatched serial Lumex 840"
   DEPENDS tool_pack_l840-container)
 vx_tool_test(NAME tool_inspect_presets_l5_miromax
   ARGS inspect files-l840-presets.bin files-l5-image.bin files-miromax-package.bin
-  OUTPUT "product name: Lumex 800.*record 1.*flash address: 0x007E0000.*checksum: 0x00000E00 good.*record 2.*flash address: 0x007F0000.*write size: 64.*product ids: 0x0840.*L5 image, 327680 bytes: accepted.*product id: 0x0673.*product name: Lumex 5 S.*write address: 0x00010000.*MiroMax package, 556 bytes: accepted.*product name: ra-dk700v.*payload size: 300.*products: 0x06C0 ra-dk700v"
+  OUTPUT "product name: Lumex 800.*record 1.*flash address: 0x007E0000.*checksum: 0x00000E00 good.*record 2.*flash address: 0x007F0000.*write size: 64.*product ids: 0x0840.*preset upload .vxfw presets., by camera model:.*l840, l815, l819x: accepted.*L5 image, 327680 bytes: accepted.*product id: 0x0673.*product name: Lumex 5 S.*write address: 0x00010000.*l5s: accepted.*MiroMax package, 556 bytes: accepted.*product name: ra-dk700v.*payload size: 300.*ra-dk700v: accepted"
   REJECT "REFUSED"
   DEPENDS tool_pack_l840-presets tool_pack_l5-image tool_pack_miromax-package)
 vx_tool_test(NAME tool_inspect_json
   ARGS inspect --json files-l840-container.bin files-l840-presets.bin files-l5-image.bin files-miromax-package.bin
-  OUTPUT "^{[^\"]*\"files\": .*\"kind\": \"l840-container\".*\"name\": \"depth-engine\",[^}]*\"flashAddress\": 1048576,[^}]*\"checksumGood\": true.*\"kind\": \"l840-presets\".*\"productName\": \"Lumex 800\".*\"kind\": \"l5-image\".*\"writeAddress\": 65536.*\"kind\": \"miromax-package\".*\"firmwareType\": 2.*}[^{]*$"
-  REJECT "\"accepted\": false"
+  OUTPUT "^{[^\"]*\"files\": .*\"kind\": \"l840-container\".*\"name\": \"depth-engine\",[^}]*\"flashAddress\": 1048576,[^}]*\"checksumGood\": true.*\"model\": \"l840\",[^}]*\"accepted\": true.*\"model\": \"l945se\",[^}]*\"accepted\": false,[^}]*\"state\": -9,[^}]*\"refusal\": \"Update failed!\\\\nIncompatible.*\"kind\": \"l840-presets\".*\"productName\": \"Lumex 800\".*\"presetModels\".*\"kind\": \"l5-image\".*\"writeAddress\": 65536.*\"kind\": \"miromax-package\".*\"firmwareType\": 2.*}[^{]*$"
+  REJECT "\"alsoMatches\": \\[[^]]*\\],[^\"]*\"accepted\": false"
   DEPENDS tool_pack_l840-container tool_pack_l840-presets tool_pack_l5-image tool_pack_miromax-package)
 
 # A bad checksum is shown per component, the cut-off data too, and the refusal is the library's.
@@ -52,8 +52,17 @@ vx_tool_test(NAME tool_pack_empty_allowed
   ARGS pack ${VX_FILES}/empty-container.json -o files-empty.bin --allow-empty
   OUTPUT "wrote files-empty.bin: 64 bytes")
 vx_tool_test(NAME tool_inspect_empty ARGS inspect files-empty.bin CODE 3
-  OUTPUT "REFUSED.*refusal: the file holds no component: nothing to write"
+  OUTPUT "REFUSED.*refusal: The file holds no component: nothing to write"
   DEPENDS tool_pack_empty_allowed)
 vx_tool_test(NAME tool_update_empty ARGS update files-empty.bin --sim l840 CODE 3
-  OUTPUT "Result: refused: the file holds no component: nothing to write"
+  OUTPUT "Result: refused: The file holds no component: nothing to write"
   DEPENDS tool_pack_empty_allowed)
+
+# What inspect says of every packable file for every model is what update then does.
+string(REPLACE ";" "@@" emulator "${CMAKE_CROSSCOMPILING_EMULATOR}")
+add_test(NAME tool_verdicts_match_updates COMMAND ${CMAKE_COMMAND} -DTOOL=$<TARGET_FILE:vxfw>
+  "-DEMULATOR=${emulator}"
+  "-DMANIFEST_DIRS=${PROJECT_SOURCE_DIR}/examples/sample@@${VX_FILES}@@${CMAKE_CURRENT_SOURCE_DIR}/tools/device@@${PROJECT_SOURCE_DIR}/fuzz/manifests"
+  -DWORK_DIR=${CMAKE_CURRENT_BINARY_DIR}/tools/matrix
+  -P ${CMAKE_CURRENT_SOURCE_DIR}/tools/VerdictMatrix.cmake)
+set_tests_properties(tool_verdicts_match_updates PROPERTIES LABELS tool)

@@ -12,12 +12,13 @@
 #include <new>
 #include <vector>
 
+#include "firmware/FirmwareMessages.h"
+#include "firmware/L840FirmwareParser.h"
 #include "vxfw/Commands.h"
 #include "vxfw/Device.h"
 #include "vxfw/DeviceStates.h"
 #include "vxfw/ExitCodes.h"
 #include "vxfw/FileKinds.h"
-#include "vxfw/InspectFile.h"
 #include "vxfw/Progress.h"
 #include "vxsensor/vx_extension.h"
 #include "vxsim/Models.h"
@@ -170,8 +171,14 @@ ExitCode finishUpgrade(Run& run, vx_error* error) {
 bool holdsNothing(const std::string& path) {
     Bytes data;
     std::string error;
-    return readWholeFile(path, data, error) &&
-           describeFile(data)["refusal"] == Json(kNothingToWrite);
+    if (!readWholeFile(path, data, error)) return false;
+    try {
+        return libvxsensor::L840FirmwareParser(data.data(), static_cast<uint32_t>(data.size()))
+            .getFirmwareDataList()
+            .empty();
+    } catch (const std::exception&) {
+        return false;
+    }
 }
 
 ExitCode update(DeviceSource& source, vx_device_t* device, const std::string& path) {
@@ -181,7 +188,7 @@ ExitCode update(DeviceSource& source, vx_device_t* device, const std::string& pa
     vx_device_update_firmware_ext(device, path.c_str(), onUpgrade, false, &run, &error);
     const double seconds = secondsSince(start);
     const ExitCode code = !run.progress.reported() && error == nullptr && holdsNothing(path)
-                              ? run.refuse(kNothingToWrite)
+                              ? run.refuse(libvxsensor::firmwaremsg::kNothingToWrite)
                               : finishUpgrade(run, error);
     source.report(stdout, seconds);
     return code;

@@ -16,6 +16,8 @@
 #include "firmware/L5FirmwareParser.h"
 #include "firmware/L5ProFirmwareUpdater.h"
 #include "firmware/L840FirmwareParser.h"
+#include "firmware/MiroMaxFirmwareParser.h"
+#include "firmware/OpenNIFirmwareParser.h"
 #include "presets/L840OptionalDepthPresetsParser.h"
 
 namespace vxfw {
@@ -40,10 +42,6 @@ bool hasL5Trailer(const Bytes& data) {
     return data.size() >= libvxsensor::kL5TrailerSize &&
            readLe32(data.data() + (data.size() - libvxsensor::kL5TrailerSize)) ==
                libvxsensor::kL5TrailerMagic;
-}
-
-bool hasOpenNISize(const Bytes& data) {
-    return data.size() == 0x20000 || data.size() == 0x30000 || data.size() == 0x40000;
 }
 
 using FilePtr = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
@@ -161,14 +159,14 @@ std::vector<FileKind> matchingKinds(const Bytes& data) {
     const auto add = [&kinds](bool matches, FileKind kind) {
         if (matches) kinds.push_back(kind);
     };
-    add(startsWith(data, "QZTW"), FileKind::MiroMaxPackage);
+    add(startsWith(data, libvxsensor::kMiroMaxMagic), FileKind::MiroMaxPackage);
     add(Updater::isCompositeFirmwareFirmware(data), FileKind::L5ProComposite);
     add(Updater::isComputingPowerBoardFirmware(data), FileKind::ComputingPowerBoard);
     add(Updater::isPresetFirmware(data), FileKind::PresetPackage);
     add(containerMarkerAt40(data, libvxsensor::l840presets::kMagic), FileKind::L840Presets);
     add(hasL5Trailer(data), FileKind::L5Image);
     add(containerMarkerAt40(data, libvxsensor::l840container::kMarker), FileKind::L840Container);
-    add(hasOpenNISize(data), FileKind::OpenNIImage);
+    add(libvxsensor::OpenNIFirmwareParser::isImageSize(data.size()), FileKind::OpenNIImage);
     return kinds;
 }
 

@@ -11,16 +11,21 @@
 //                                             l5-image, l840-container, openni-image or unknown
 //      "title": "L840 container",
 //      "alsoMatches": ["l5-image"],           other kinds whose signature the bytes carry too
-//      "accepted": true,                      the library takes it (on a camera it fits)
-//      "refusal": null,                       else the library's message, verbatim
+//      "accepted": true,                      a camera model of a family that reads the kind takes
+//                                             it
+//      "refusal": null,                       else the first such model's refusal, verbatim
 //      "header": {...},                       the kind's header fields (numbers are plain numbers)
 //      "components": [{...}],                 L840 components or preset records, read from the raw
 //                                             bytes: "checksum" as stored, "computedChecksum" and
 //                                             "checksumGood" (null where the data runs past the
 //                                             end, with "missingBytes"), "productIds", "anyProduct"
-//      "fits": {"families": ["L840 series"], "products": [{"pid": 2112, "family": "L815",
-//               "name": "Lumex 815"}], "anyProduct": false},
-//      "notes": ["..."]                       refusals that depend on the camera, and other facts
+//      "models": [{"model": "l840", "accepted": true},
+//                 {"model": "l945se", "accepted": false, "state": -9, "refusal": "..."}, ...],
+//                                             for every model of `vxfw sim list`: what
+//                                             `vxfw update FILE --sim MODEL` comes to, as the
+//                                             library judges it before writing
+//      "presetModels": [...],                 preset files: the same for `vxfw presets`
+//      "notes": ["..."]
 //   }]}
 // Exit status: 2 when a file cannot be read, else 3 when a file is refused or of unknown kind,
 // else 0.
@@ -28,6 +33,7 @@
 #include <cstdio>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -44,6 +50,19 @@ std::string printable(const std::string& text) {
     std::string out = text;
     for (char& c : out) {
         if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = '?';
+    }
+    return out;
+}
+
+// The library's messages are a headline and a detail on two lines; a listing wants one.
+std::string oneLineText(const std::string& text) {
+    std::string out;
+    for (const char c : text) {
+        if (c == '\n') {
+            out += " / ";
+        } else {
+            out += c;
+        }
     }
     return out;
 }
@@ -113,12 +132,23 @@ void printComponent(const Json& c, bool container) {
     }
 }
 
-std::string productText(const Json& p) {
-    std::string text = valueText("productId", p["pid"]);
-    if (p["name"].is_string()) text += " " + printable(p["name"].get<std::string>());
-    text += p["family"].is_string() ? " (" + p["family"].get<std::string>() + ")"
-                                    : " (run-time tables only)";
-    return text;
+// Models that come to the same verdict share a line: one for those that take the file, one per
+// refusal.
+void printModels(const char* title, const Json& models) {
+    std::vector<std::pair<std::string, std::string>> groups;  // verdict, models
+    for (const Json& m : models) {
+        const std::string verdict = m["accepted"] == true
+                                        ? std::string("accepted")
+                                        : printable(oneLineText(m["refusal"].get<std::string>()));
+        auto group = std::find_if(groups.begin(), groups.end(),
+                                  [&verdict](const auto& g) { return g.first == verdict; });
+        if (group == groups.end()) group = groups.insert(groups.end(), {verdict, ""});
+        group->second += (group->second.empty() ? "" : ", ") + m["model"].get<std::string>();
+    }
+    std::printf("  %s:\n", title);
+    for (const auto& [verdict, names] : groups) {
+        std::printf("    %s: %s\n", names.c_str(), verdict.c_str());
+    }
 }
 
 void printHuman(const std::string& path, const Json& file) {
@@ -132,17 +162,10 @@ void printHuman(const std::string& path, const Json& file) {
         std::printf("  %s: %s\n", label(key).c_str(), valueText(key, value).c_str());
     }
     for (const Json& c : file["components"]) printComponent(c, file["kind"] == "l840-container");
-    const Json& fits = file["fits"];
-    if (file["kind"] != kindId(FileKind::Unknown)) {
-        std::printf("  fits: %s\n", fits["families"].empty()
-                                        ? "no camera"
-                                        : valueText("", fits["families"]).c_str());
+    printModels("firmware update (vxfw update), by camera model", file["models"]);
+    if (file.contains("presetModels")) {
+        printModels("preset upload (vxfw presets), by camera model", file["presetModels"]);
     }
-    std::string products = fits["anyProduct"] == true ? "any" : "";
-    for (const Json& p : fits["products"]) {
-        products += (products.empty() ? "" : ", ") + productText(p);
-    }
-    if (!products.empty()) std::printf("  products: %s\n", products.c_str());
     for (const Json& note : file["notes"]) std::printf("  note: %s\n", valueText("", note).c_str());
     if (file["refusal"].is_string()) {
         // The library's messages are a headline and a detail on separate lines.

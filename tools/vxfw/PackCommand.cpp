@@ -48,6 +48,7 @@
 
 #include "common/ByteOrder.h"
 #include "common/Utils.h"
+#include "firmware/FirmwareMessages.h"
 #include "firmware/L5FirmwareParser.h"
 #include "firmware/L840FirmwareParser.h"
 #include "firmware/MiroMaxFirmwareParser.h"
@@ -71,45 +72,21 @@ struct Build {
     bool damaged = false;
 };
 
-void putText(Bytes& out, size_t offset, const std::string& text) {
-    std::copy(text.begin(), text.end(), out.begin() + static_cast<std::ptrdiff_t>(offset));
-}
-
-void append(Build& b, const Bytes& data) {
-    if (data.size() > std::numeric_limits<uint32_t>::max() - b.out.size()) {
-        throw ManifestError("the file would exceed 4 GiB, the most the library takes");
-    }
-    b.out.insert(b.out.end(), data.begin(), data.end());
-}
-
-uint32_t byteSum(const Bytes& data) {
-    uint32_t sum = 0;
-    for (const uint8_t byte : data) sum += byte;
-    return sum;
-}
-
-// Containers and preset files share this much of the record header (the container widens the
-// address to 64 bits, whose high half stays 0 here), so one writer serves both.
-Bytes recordHeader(const Node& r, const Bytes& data, uint64_t address, Build& b) {
-    Bytes h(l840record::kMaxHeaderSize, 0);
-    writeLe32(&h[l840record::kOffHeaderSize], l840record::kMaxHeaderSize);
-    writeLe32(&h[l840record::kOffDataLength], static_cast<uint32_t>(data.size()));
-    writeLe32(&h[l840record::kOffFlashAddress], static_cast<uint32_t>(address));
-    writeLe32(&h[l840record::kOffWriteSize],
-              static_cast<uint32_t>(r.number("writeSize", data.size(), data.size())));
-    uint32_t checksum = byteSum(data);
+// The record fields containers and preset files share, with the damage a manifest may ask for.
+L840RecordWriter record(const Node& r, Build& b) {
+    Bytes data = r.payload();
+    L840RecordWriter w;
+    w.address(r.number("address", 0xFFFFFFFF))
+        .pids(r.productIds("pids", l840record::kPidSlots))
+        .writeSize(static_cast<uint32_t>(r.number("writeSize", data.size(), data.size())));
     if (r.has("damage")) {
         const Node damage = r.object("damage");
         damage.allowOnly({"checksumOffBy"});
-        checksum += static_cast<uint32_t>(damage.signedNumber("checksumOffBy", -1000000, 1000000));
+        w.checksumOffBy(
+            static_cast<uint32_t>(damage.signedNumber("checksumOffBy", -1000000, 1000000)));
         b.damaged = true;
     }
-    writeLe32(&h[l840record::kOffChecksum], checksum);
-    const std::vector<uint16_t> pids = r.productIds("pids", l840record::kPidSlots);
-    for (size_t slot = 0; slot < pids.size(); ++slot) {
-        writeLe16(&h[l840record::kOffPids + 2 * slot], pids[slot]);
-    }
-    return h;
+    return w.data(std::move(data));
 }
 
 void buildL840Container(const Node& m, Build& b) {
@@ -122,69 +99,52 @@ void buildL840Container(const Node& m, Build& b) {
     if (!digits || !vx_isValidDateTime(date)) {
         m.fail("dateTime", "must start with a real date YYYYMMDD");
     }
-    const std::vector<Node> components = m.objects("components", 0, kMaxRecords);
-    b.out.assign(l840container::kHeaderSize, 0);
-    writeLe32(&b.out[l840container::kOffHeaderSize], l840container::kHeaderSize);
-    writeLe32(&b.out[l840container::kOffCount], static_cast<uint32_t>(components.size()));
-    putText(b.out, l840container::kOffDateTime, date);
-    putText(b.out, l840container::kOffSerial, m.text("serial", l840container::kTextSize - 1));
-    writeLe32(&b.out[l840container::kOffMarker], l840container::kMarker);
-    for (const Node& c : components) {
+    L840ContainerWriter container;
+    container.date(date).serial(m.text("serial", l840container::kTextSize - 1));
+    for (const Node& c : m.objects("components", 0, kMaxRecords)) {
         c.allowOnly({"name", "version", "address", "pids", "writeSize", "file", "fill", "damage"});
-        const Bytes data = c.payload();
-        Bytes h = recordHeader(c, data, c.number("address", 0xFFFFFFFF), b);
-        putText(h, l840record::kOffVersion, c.text("version", l840container::kTextSize - 1, ""));
-        putText(h, l840record::kOffName, c.text("name", l840record::kNameSize - 1));
-        append(b, h);
-        append(b, data);
+        container.component(record(c, b)
+                                .version(c.text("version", l840record::kVersionSize - 1, ""))
+                                .name(c.text("name", l840record::kNameSize - 1)));
     }
+    b.out = container.write();
 }
 
 void buildL840Presets(const Node& m, Build& b) {
-    namespace pf = l840presets;
     m.allowOnly({"kind", "productName", "records", "damage"});
-    const std::vector<Node> records = m.objects("records", 1, kMaxRecords);
-    b.out.assign(pf::kHeaderSize, 0);
-    writeLe32(&b.out[pf::kOffHeaderSize], pf::kHeaderSize);
-    writeLe32(&b.out[pf::kOffCount], static_cast<uint32_t>(records.size()));
-    putText(b.out, pf::kOffProductName, m.text("productName", pf::kProductNameSize - 1));
-    writeLe32(&b.out[pf::kOffMagic], pf::kMagic);
-    for (const Node& r : records) {
+    L840PresetFileWriter file;
+    file.product(m.text("productName", l840presets::kProductNameSize - 1));
+    for (const Node& r : m.objects("records", 1, kMaxRecords)) {
         r.allowOnly({"address", "pids", "writeSize", "file", "fill", "damage"});
-        const Bytes data = r.payload();
-        append(b, recordHeader(r, data, r.number("address", 0xFFFFFFFF), b));
-        append(b, data);
+        file.record(record(r, b).name("").version(""));
     }
+    b.out = file.write();
 }
 
 void buildL5Image(const Node& m, Build& b) {
     m.allowOnly({"kind", "pid", "padTo", "file", "fill", "damage"});
     const auto pid = static_cast<uint16_t>(m.number("pid", 0xFFFF));
-    append(b, m.payload());
-    const uint64_t minimum = b.out.size() + kL5TrailerSize;
+    Bytes body = m.payload();
+    const uint64_t minimum = body.size() + kL5TrailerSize;
     const uint64_t total = m.number("padTo", pack::kMaxDataSize, minimum);
     if (total < minimum) {
         m.fail("padTo", fmt::format("the body and trailer already take {} bytes", minimum));
     }
-    Bytes tail(static_cast<size_t>(total - minimum), 0xFF);
-    Bytes trailer(kL5TrailerSize, 0);
-    writeLe32(&trailer[kL5OffMagic], kL5TrailerMagic);
-    writeLe16(&trailer[kL5OffPid], pid);
-    tail.insert(tail.end(), trailer.begin(), trailer.end());
-    append(b, tail);
+    b.out =
+        L5ImageWriter().pid(pid).body(std::move(body)).size(static_cast<uint32_t>(total)).write();
 }
 
 void buildMiroMaxPackage(const Node& m, Build& b) {
     m.allowOnly({"kind", "platform", "productName", "firmwareType", "file", "fill", "damage"});
-    const Bytes payload = m.payload();
+    Bytes payload = m.payload();
     if (payload.empty()) m.fail("file", "the payload must not be empty");
-    b.out.assign(kMiroMaxHeaderSize, 0);
-    putText(b.out, kMiroMaxOffMagic, "QZTW");
-    putText(b.out, kMiroMaxOffPlatform, m.text("platform", kMiroMaxTextSize - 1, "jetson nano"));
-    putText(b.out, kMiroMaxOffProductName, m.text("productName", kMiroMaxTextSize - 1));
-    writeLe32(&b.out[kMiroMaxOffFirmwareType],
-              static_cast<uint32_t>(m.number("firmwareType", 0xFFFFFFFF, kMiroMaxTypeFirmware)));
-    append(b, payload);
+    b.out = MiroMaxPackageWriter()
+                .platform(m.text("platform", kMiroMaxTextSize - 1, kMiroMaxPlatform))
+                .productName(m.text("productName", kMiroMaxTextSize - 1))
+                .firmwareType(static_cast<uint32_t>(
+                    m.number("firmwareType", 0xFFFFFFFF, kMiroMaxTypeFirmware)))
+                .payload(std::move(payload))
+                .write();
 }
 
 // What the manifest's data will take, added up before any of it is read or made: a manifest
@@ -245,21 +205,15 @@ Build buildFromManifest(const std::string& manifestPath, bool allowEmpty) {
                 fmt::format("the data make the file look like a {} first; change them",
                             described["title"].get<std::string>()));
         }
-        const bool empty = described["refusal"] == Json(kNothingToWrite);
+        const bool empty = described["refusal"] == Json(firmwaremsg::kNothingToWrite);
         if (empty && !allowEmpty) {
-            throw ManifestError(std::string(kNothingToWrite) +
+            throw ManifestError(std::string(firmwaremsg::kNothingToWrite) +
                                 ": a camera would take it and write nothing (--allow-empty writes "
                                 "it all the same)");
         }
         if (described["refusal"].is_string() && !empty) {
-            // The refusal a manifest's author least expects: the library places L5 images by size.
-            const char* hint =
-                kind == kindId(FileKind::L5Image)
-                    ? " (\"padTo\" can make it 0x30000, 0x40000, 0x50000, 0x60000 or "
-                      "0xA0000 bytes; up to 0x10000 any size goes)"
-                    : "";
             throw ManifestError("the library would refuse the file: " +
-                                described["refusal"].get<std::string>() + hint);
+                                described["refusal"].get<std::string>());
         }
     }
     return b;
