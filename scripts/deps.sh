@@ -18,7 +18,7 @@ need_packages() {
 }
 
 NATIVE_PACKAGES=(cmake make g++ pkg-config libfmt-dev libgtest-dev libgmock-dev libbenchmark-dev
-                 libcli11-dev nlohmann-json3-dev)
+                 libcli11-dev nlohmann-json3-dev help2man bash-completion)
 CROSS_PACKAGES=(g++-arm-linux-gnueabihf qemu-user libfmt-dev:armhf libcli11-dev nlohmann-json3-dev
                 libgtest-dev:armhf libgmock-dev:armhf)
 
