@@ -26,7 +26,7 @@ CROSS_PACKAGES=(g++-arm-linux-gnueabihf qemu-user libfmt-dev:armhf libcli11-dev 
                 libgtest-dev:armhf libgmock-dev:armhf)
 
 # The package build's own needs come from debian/control (need_build_deps).
-PACKAGING_PACKAGES=(dpkg-dev debhelper lintian file crossbuild-essential-armhf)
+PACKAGING_PACKAGES=(build-essential dpkg-dev debhelper lintian file pkg-config crossbuild-essential-armhf)
 
 CHECK_PACKAGES=(clang libclang-rt-14-dev clang-format valgrind)
 # Only the benchmarks compare against these; the build and the tests do without them.
