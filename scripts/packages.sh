@@ -121,6 +121,21 @@ c++ tests/packaging/consumer/main.cpp $flags -o "$work/consumer-pkg-config"
 LD_LIBRARY_PATH=$libdir "$work/consumer-pkg-config" | tee "$work/consumer.txt"
 grep -q "^commit " "$work/consumer.txt" || fail "the pkg-config consumer did not run"
 
+echo "-- the extension's packages alone serve find_package and pkg-config, without the emulator"
+extroot=$work/root-ext-only
+for package in libvxsensor-ext1 libvxsensor-ext-dev; do
+    dpkg -x "$out/$native/${package}_"*"_$native.deb" "$extroot"
+done
+PKG_CONFIG_LIBDIR=$extroot/usr/lib/$(dpkg-architecture -qDEB_HOST_MULTIARCH)/pkgconfig \
+    pkg-config --exists vxsensor_ext || fail "pkg-config vxsensor_ext fails from libvxsensor-ext-dev alone"
+# The consumer asks for the emulator too: refused for that reason, and no other.
+if cmake -S tests/packaging/consumer -B "$work/consumer-ext-only" -DCMAKE_PREFIX_PATH="$extroot/usr" \
+    >"$work/ext-only.txt" 2>&1 || ! grep -q "component sim: the emulator is not installed" "$work/ext-only.txt" ||
+    grep -q "does not exist" "$work/ext-only.txt"; then
+    cat "$work/ext-only.txt"
+    fail "find_package(vxsensor_ext) from libvxsensor-ext-dev alone does not behave"
+fi
+
 echo "== The armhf packages: ARM binaries, and vxfw under qemu-arm"
 armroot=$work/root-armhf
 for elf in "$armroot/usr/lib/arm-linux-gnueabihf/libvxsensor_ext.so.1" "$armroot/usr/bin/vxfw"; do
