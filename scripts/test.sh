@@ -2,8 +2,9 @@
 # Builds and runs the whole test suite natively (the fuzz targets among it, as replay programs over
 # their seeds and regression inputs), checks the formatting, runs the suite again with
 # AddressSanitizer and UndefinedBehaviorSanitizer (clang), runs the end-to-end tests under
-# valgrind, runs each fuzz target for a bounded time, then cross-builds for 32-bit ARM and runs
-# the suite under qemu-arm. Installs missing Debian packages first.
+# valgrind, runs each fuzz target for a bounded time, cross-builds for 32-bit ARM and runs the
+# suite under qemu-arm, then builds the Debian packages for both and checks them
+# (scripts/packages.sh). Installs missing Debian packages first.
 #   scripts/test.sh            everything
 #   scripts/test.sh native     the native build and its tests only
 set -euo pipefail
@@ -48,3 +49,6 @@ cmake -S . -B build/armhf -DCMAKE_TOOLCHAIN_FILE=cmake/toolchain-armhf.cmake \
       -DCMAKE_BUILD_TYPE=RelWithDebInfo -DVXSENSOR_WERROR=ON -DVXSENSOR_BUILD_EXAMPLES=OFF
 cmake --build build/armhf -j"$jobs"
 ctest --test-dir build/armhf --output-on-failure -j"$jobs"
+
+echo "== Debian packages (amd64, armhf cross-built): lintian, the extracted packages at work"
+bash scripts/packages.sh
