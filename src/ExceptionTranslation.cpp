@@ -48,8 +48,7 @@ bool translateExceptions(const char* function, PresetCountState presetCount,
     return false;
 }
 
-Verdict judge(PresetCountState presetCount,
-              const std::function<std::optional<UnwrittenEnd>()>& check) {
+Verdict judge(PresetCountState presetCount, const std::function<CheckResult()>& check) {
     Verdict verdict;
     const vx_device_upgrade_callback keep = [](VXUpgradeState state, const char* message, uint8_t,
                                                void* self) {
@@ -58,9 +57,11 @@ Verdict judge(PresetCountState presetCount,
         v->message = message != nullptr ? message : "";
     };
     translateExceptions("judge", presetCount, keep, &verdict, nullptr, [&] {
-        const std::optional<UnwrittenEnd> end = check();
+        CheckResult result = check();
+        const std::optional<UnwrittenEnd>& end = result.unwritten;
         if (!end) {
             verdict.accepted = true;
+            verdict.writes = std::move(result.writes);
         } else if (end->silent) {
             verdict.message = firmwaremsg::kNothingToWrite;
         } else {

@@ -36,11 +36,12 @@ struct Verdict {
     // without components, which an update ends silently.
     VXUpgradeState state = VX_UPGRADE_STATE_FAILED;
     std::string message;
+    // Accepted: what it would write.
+    std::vector<PlannedWrite> writes;
 };
 
 // Runs an updater's `check` (which throws the update's refusals and returns how it would end
 // without writing) and says what it comes to.
-Verdict judge(PresetCountState presetCount,
-              const std::function<std::optional<UnwrittenEnd>()>& check);
+Verdict judge(PresetCountState presetCount, const std::function<CheckResult()>& check);
 
 }  // namespace libvxsensor

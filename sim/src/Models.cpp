@@ -39,6 +39,7 @@ std::vector<ModelInfo> buildCatalog() {
     const auto l840 = [&](std::string name, std::string product, uint16_t pid, uint32_t capacity,
                           std::vector<uint16_t> groups) {
         ModelInfo info = model(std::move(name), std::move(product), pid, "1.7.16", Family::L840);
+        info.ispVersion = "1.0.0";
         info.bootloaderPid = 0x0501;
         info.customerDataCapacity = capacity;
         info.deviceGroups = std::move(groups);
@@ -138,6 +139,13 @@ std::string trim(const std::string& text) {
     return text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
 
+// Every option a description may hold, the session's own included (see Session.h), so that a
+// typo is answered with the whole list.
+const char* const kOptionList =
+    "conn=USB2.0|USB3.0|GMSL2|Ethernet, fw=VERSION, boot, flash=SIZE, isp=VERSION, "
+    "saveinfo=primary|fallback; with --sim also fault=TARGET[@N]:KIND[:VALUE], disappear=N, "
+    "install=ok|fail|never, state=FILE";
+
 [[noreturn]] void refuse(const std::string& description, const std::string& why) {
     throw std::invalid_argument("camera description '" + description + "': " + why);
 }
@@ -216,7 +224,15 @@ const ModelInfo& parse(const std::string& description, Options& options) {
         } else if (!hasValue || value.empty()) {
             refuse(description, "option '" + part + "' needs a value");
         } else if (key == "conn") {
-            options.connection = value;
+            // Only links the emulator can model: the library judges the text, and a typo would
+            // otherwise pass as an unknown USB link.
+            if (!linkPreset(value)) {
+                std::string known;
+                for (const LinkModel& link : linkPresets()) known += " " + link.name;
+                refuse(description,
+                       "unknown connection type '" + value + "' (known:" + known + ")");
+            }
+            options.connection = linkPreset(value)->name;
         } else if (key == "fw") {
             options.firmware = value;
         } else if (key == "flash") {
@@ -226,9 +242,7 @@ const ModelInfo& parse(const std::string& description, Options& options) {
         } else if (key == "saveinfo" && (value == "fallback" || value == "primary")) {
             options.saveInfoFallback = value == "fallback";
         } else {
-            refuse(description, "unknown option '" + part +
-                                    "' (known: conn=, fw=, boot, flash=, isp=, "
-                                    "saveinfo=primary|fallback)");
+            refuse(description, "unknown option '" + part + "' (options: " + kOptionList + ")");
         }
     }
     if (options.bootloader && info.bootloaderPid == 0) {
@@ -360,8 +374,8 @@ std::unique_ptr<EmulatedCamera> makeCamera(const std::string& description) {
     identity.pid = options.bootloader ? info.bootloaderPid : info.pid;
     identity.connectionType = options.connection;
     identity.firmwareVersion = options.firmware;
-    if (info.family == Family::L840) identity.extensionInfo["IspFwVer"] = "1.0.0";
-    if (options.isp) identity.extensionInfo["IspFwVer"] = *options.isp;
+    const std::string isp = options.isp.value_or(info.ispVersion);
+    if (!isp.empty()) identity.extensionInfo["IspFwVer"] = isp;
 
     auto camera = buildCamera(info, options);
     addFamilyBehaviour(info, *camera);

@@ -7,6 +7,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "common/ByteView.h"
 #include "vxsensor/vx_host.h"
@@ -27,14 +28,30 @@ struct UnwrittenEnd {
     uint8_t percent = 0;
 };
 
+// A write an update would make, as its checks decided it.
+struct PlannedWrite {
+    std::string what;    // a component's name, or what the image is
+    bool flash = true;   // else a raw-data object that the camera installs itself
+    uint32_t where = 0;  // flash address, or raw-data property
+    uint32_t size = 0;
+    uint32_t packetSize = 0;
+    bool readBack = false;  // verified by reading it back
+};
+
+// What an update's checks conclude before its first write: how it would end without writing,
+// or what it would write.
+struct CheckResult {
+    std::optional<UnwrittenEnd> unwritten;
+    std::vector<PlannedWrite> writes;
+};
+
 class IFirmwareUpdater {
 public:
     // `data` is the caller's image, borrowed for the call: nothing keeps it afterwards.
     virtual void updateFirmware(vx_device_t* device, ByteView data, UpgradeCallback callback) = 0;
     // The checks the update makes before its first write, against what `facts` tell of the
-    // camera: throws what the update would throw; returns how it would end without writing
-    // anything, or nullopt when it would write.
-    virtual std::optional<UnwrittenEnd> check(DeviceFacts& facts, ByteView data) = 0;
+    // camera: throws what the update would throw, else says how it would go on.
+    virtual CheckResult check(DeviceFacts& facts, ByteView data) = 0;
     virtual ~IFirmwareUpdater() = default;
 };
 

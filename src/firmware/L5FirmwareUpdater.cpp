@@ -54,9 +54,11 @@ Plan prepare(DeviceFacts& facts, ByteView data) {
 
 }  // namespace
 
-std::optional<UnwrittenEnd> L5FirmwareUpdater::check(DeviceFacts& facts, ByteView data) {
-    prepare(facts, data);
-    return std::nullopt;
+CheckResult L5FirmwareUpdater::check(DeviceFacts& facts, ByteView data) {
+    const Plan plan = prepare(facts, data);
+    return {std::nullopt,
+            {{"image", true, plan.address, static_cast<uint32_t>(plan.image.size()),
+              plan.packetSize, true}}};
 }
 
 void L5FirmwareUpdater::updateFirmware(vx_device_t* device, ByteView data,

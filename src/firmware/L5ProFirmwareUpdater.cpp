@@ -100,8 +100,15 @@ bool L5ProFirmwareUpdater::isPresetFirmware(ByteView data) {
     return startsWith(data, "VXPRESET", 8);
 }
 
-std::optional<UnwrittenEnd> L5ProFirmwareUpdater::check(DeviceFacts& facts, ByteView data) {
-    return prepare(facts, data);
+CheckResult L5ProFirmwareUpdater::check(DeviceFacts& facts, ByteView data) {
+    CheckResult result{prepare(facts, data), {}};
+    if (!result.unwritten) {
+        const bool preset = isPresetFirmware(data);
+        result.writes.push_back({preset ? "preset package" : "image", false,
+                                 preset ? kPresetRawDataId : kFirmwareRawDataId,
+                                 static_cast<uint32_t>(data.size()), kPacketSize, false});
+    }
+    return result;
 }
 
 void L5ProFirmwareUpdater::updateFirmware(vx_device_t* device, ByteView data,

@@ -10,7 +10,7 @@ namespace libvxsensor {
 class L5ProFirmwareUpdater : public IFirmwareUpdater {
 public:
     void updateFirmware(vx_device_t* device, ByteView data, UpgradeCallback callback) override;
-    std::optional<UnwrittenEnd> check(DeviceFacts& facts, ByteView data) override;
+    CheckResult check(DeviceFacts& facts, ByteView data) override;
 
     // Image kinds, told apart by their first bytes. Anything else is main firmware in the L840
     // container format.

@@ -58,6 +58,17 @@ L840FirmwareParser::L840FirmwareParser(const uint8_t* data, uint32_t size) {
     components_ = L840Records(file, headerSize, count, count, kMessages);
 }
 
+std::string L840FirmwareParser::firmwareVersion() const {
+    std::string version;
+    for (const L840FirmwareData& component : components_) {
+        if (isIspAddress(component.flashAddress())) continue;
+        if (component.version().empty()) return {};
+        if (!version.empty() && component.version() != version) return {};
+        version = component.version();
+    }
+    return version;
+}
+
 void L840FirmwareParser::checkFirmwareData(const L840FirmwareData& firmwareData) {
     if (byteSum(firmwareData.data) != firmwareData.checksum()) {
         throw mismatch_firmware_exception_ext(firmwaremsg::kChecksumMismatch);

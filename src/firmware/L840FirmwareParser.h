@@ -61,6 +61,10 @@ public:
     const L840FirmwareFileHeader& getFileHeader() const { return fileHeader_; }
     // The components in file order, walked on demand.
     const L840Records& getFirmwareDataList() const { return components_; }
+    // The firmware version the file brings: the version text its components other than the ISP
+    // firmware agree on; empty when they name none or disagree (the ISP firmware has versions
+    // of its own).
+    std::string firmwareVersion() const;
 
     // Throws mismatch_firmware_exception_ext when the data does not match its checksum.
     static void checkFirmwareData(const L840FirmwareData& firmwareData);

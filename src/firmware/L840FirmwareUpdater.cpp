@@ -149,8 +149,18 @@ TransferWording wordingFor(const std::string& name, bool last, const Plan& plan)
 
 }  // namespace
 
-std::optional<UnwrittenEnd> L840FirmwareUpdater::check(DeviceFacts& facts, ByteView data) {
-    return prepare(facts, data).unwritten;
+CheckResult L840FirmwareUpdater::check(DeviceFacts& facts, ByteView data) {
+    const Plan plan = prepare(facts, data);
+    CheckResult result{plan.unwritten, {}};
+    if (plan.unwritten) return result;
+    for (const L840FirmwareData& component : plan.container->getFirmwareDataList()) {
+        const Step step = plan.stepFor(component);
+        if (!writes(step)) continue;
+        result.writes.push_back(
+            {component.name(), true, static_cast<uint32_t>(component.flashAddress()),
+             component.writeSize(), plan.packetSize, step == Step::WriteReadBack});
+    }
+    return result;
 }
 
 void L840FirmwareUpdater::updateFirmware(vx_device_t* device, ByteView data,

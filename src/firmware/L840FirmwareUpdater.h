@@ -9,7 +9,7 @@ namespace libvxsensor {
 class L840FirmwareUpdater : public IFirmwareUpdater {
 public:
     void updateFirmware(vx_device_t* device, ByteView data, UpgradeCallback callback) override;
-    std::optional<UnwrittenEnd> check(DeviceFacts& facts, ByteView data) override;
+    CheckResult check(DeviceFacts& facts, ByteView data) override;
 };
 
 }  // namespace libvxsensor

@@ -87,10 +87,11 @@ void streamPackage(vx_device_t* device, MiroMaxFirmwareParser& parser,
 
 }  // namespace
 
-std::optional<UnwrittenEnd> MiroMaxFirmwareUpdater::check(DeviceFacts& facts, ByteView data) {
+CheckResult MiroMaxFirmwareUpdater::check(DeviceFacts& facts, ByteView data) {
     const MiroMaxFirmwareParser parser(data);
     checkDevice(facts, parser.getFileHeader());
-    return std::nullopt;
+    return {std::nullopt,
+            {{"package", false, kFirmwareRawDataId, parser.getTotalSize(), kChunkSize, false}}};
 }
 
 void MiroMaxFirmwareUpdater::updateFirmware(vx_device_t* device, ByteView data,

@@ -21,7 +21,7 @@ struct VXDeviceUpgradeStatus {
 class MiroMaxFirmwareUpdater : public IFirmwareUpdater {
 public:
     void updateFirmware(vx_device_t* device, ByteView data, UpgradeCallback callback) override;
-    std::optional<UnwrittenEnd> check(DeviceFacts& facts, ByteView data) override;
+    CheckResult check(DeviceFacts& facts, ByteView data) override;
 
     void updateProc(vx_device_t* device, MiroMaxFirmwareParser& parser,
                     const UpgradeCallback& callback);

@@ -24,9 +24,11 @@ OpenNIFirmwareParser prepare(DeviceFacts& facts, ByteView data) {
 
 }  // namespace
 
-std::optional<UnwrittenEnd> OpenNIFirmwareUpdater::check(DeviceFacts& facts, ByteView data) {
-    prepare(facts, data);
-    return std::nullopt;
+CheckResult OpenNIFirmwareUpdater::check(DeviceFacts& facts, ByteView data) {
+    const OpenNIFirmwareParser parser = prepare(facts, data);
+    return {std::nullopt,
+            {{"image", true, parser.getWriteAddress(), static_cast<uint32_t>(parser.image().size()),
+              kPacketSize, true}}};
 }
 
 void OpenNIFirmwareUpdater::updateFirmware(vx_device_t* device, ByteView data,

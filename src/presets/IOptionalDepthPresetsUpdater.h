@@ -17,10 +17,9 @@ public:
                                             const std::vector<std::vector<uint8_t>>& presets,
                                             UpgradeCallback callback) = 0;
     // The checks the update makes before its first write, against what `facts` tell of the
-    // camera: throws what the update would throw; returns how it would end without writing
-    // anything, or nullopt when it would write.
-    virtual std::optional<UnwrittenEnd> check(DeviceFacts& facts,
-                                              const std::vector<std::vector<uint8_t>>& presets) = 0;
+    // camera: throws what the update would throw, else says how it would go on.
+    virtual CheckResult check(DeviceFacts& facts,
+                              const std::vector<std::vector<uint8_t>>& presets) = 0;
 
 protected:
     // Owned only through shared pointers of the concrete class.

@@ -120,10 +120,20 @@ L840OptionalDepthPresetsUpdater::Plan L840OptionalDepthPresetsUpdater::prepare(
     return plan;
 }
 
-std::optional<UnwrittenEnd> L840OptionalDepthPresetsUpdater::check(
+CheckResult L840OptionalDepthPresetsUpdater::check(
     DeviceFacts& facts, const std::vector<std::vector<uint8_t>>& presets) {
-    prepare(facts, presets);
-    return std::nullopt;
+    const Plan plan = prepare(facts, presets);
+    CheckResult result;
+    unsigned fileNumber = 0;
+    for (const auto& parser : plan.parsers) {
+        ++fileNumber;
+        for (const L840OptionalDepthPresetsData& record : parser->getDataList()) {
+            result.writes.push_back({"preset file " + std::to_string(fileNumber), true,
+                                     static_cast<uint32_t>(record.flashAddress()),
+                                     record.writeSize(), plan.packetSize, true});
+        }
+    }
+    return result;
 }
 
 void L840OptionalDepthPresetsUpdater::updateOptionalDepthPresets(

@@ -15,8 +15,8 @@ public:
     void updateOptionalDepthPresets(vx_device_t* device,
                                     const std::vector<std::vector<uint8_t>>& presets,
                                     UpgradeCallback callback) override;
-    std::optional<UnwrittenEnd> check(DeviceFacts& facts,
-                                      const std::vector<std::vector<uint8_t>>& presets) override;
+    CheckResult check(DeviceFacts& facts,
+                      const std::vector<std::vector<uint8_t>>& presets) override;
 
     // One parser per accepted file, in file order; a file that repeats a record already seen
     // (by checksum, across and within files) is dropped whole.

@@ -17,7 +17,7 @@ void checkCount(const std::vector<std::vector<uint8_t>>& presets) {
 
 }  // namespace
 
-std::optional<UnwrittenEnd> L945SeOptionalDepthPresetsUpdater::check(
+CheckResult L945SeOptionalDepthPresetsUpdater::check(
     DeviceFacts& facts, const std::vector<std::vector<uint8_t>>& presets) {
     checkCount(presets);
     return FirmwareUpdaterFactory::create(facts)->check(facts, presets.front());

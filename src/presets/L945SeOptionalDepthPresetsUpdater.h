@@ -11,8 +11,8 @@ public:
     void updateOptionalDepthPresets(vx_device_t* device,
                                     const std::vector<std::vector<uint8_t>>& presets,
                                     UpgradeCallback callback) override;
-    std::optional<UnwrittenEnd> check(DeviceFacts& facts,
-                                      const std::vector<std::vector<uint8_t>>& presets) override;
+    CheckResult check(DeviceFacts& facts,
+                      const std::vector<std::vector<uint8_t>>& presets) override;
 };
 
 }  // namespace libvxsensor

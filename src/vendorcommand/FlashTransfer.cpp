@@ -82,6 +82,20 @@ void readChunks(vx_device_t* device, uint32_t offset, uint32_t size, uint32_t li
 
 }  // namespace
 
+TransferCost flashWriteCost(uint32_t size, uint32_t packetSize, bool readBack) {
+    constexpr uint32_t kAnswer = protocol::kRespHeaderSize;
+    const uint64_t chunks = packetSize == 0 ? 0 : (uint64_t{size} + packetSize - 1) / packetSize;
+    TransferCost cost;
+    // Erase and finish, then each chunk and its answer.
+    cost.exchanges = 2 + chunks;
+    cost.bytes = 16 + 12 + 2 * kAnswer + chunks * (kFlashWriteOverhead + kAnswer) + size;
+    if (readBack) {
+        cost.exchanges += chunks;
+        cost.bytes += chunks * (14 + kFlashReadOverhead) + size;
+    }
+    return cost;
+}
+
 void readFlash(vx_device_t* device, uint32_t offset, uint32_t size, const GetDataCallback& callback,
                bool /*flag*/, uint32_t packetSize) {
     const uint32_t resolved = resolvePacketSize(device, packetSize);

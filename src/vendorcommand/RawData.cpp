@@ -73,6 +73,13 @@ void FinishWritingRawData(vx_device_t* device, uint32_t propertyId) {
     protocol::checkStatus(buffers.send(device, 12), true);
 }
 
+TransferCost rawDataWriteCost(uint32_t size, uint32_t packetSize) {
+    constexpr uint32_t kAnswer = protocol::kRespHeaderSize;
+    const uint64_t chunks = packetSize == 0 ? 0 : (uint64_t{size} + packetSize - 1) / packetSize;
+    // Start and finish, then each chunk (16 bytes of header and ids) and its answer.
+    return {2 + chunks, 16 + 12 + 2 * kAnswer + chunks * (16 + kAnswer) + size};
+}
+
 void setRawData(vx_device_t* device, uint32_t propertyId, const void* data, uint32_t size,
                 const SetDataCallback& callback, uint32_t packetSize) {
     if (packetSize == 0 || packetSize > kMaxRawChunk) {

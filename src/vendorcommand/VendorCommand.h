@@ -77,6 +77,17 @@ void setRawData(vx_device_t* device, uint32_t propertyId, const void* data, uint
 void getRawData(vx_device_t* device, uint32_t propertyId, const GetDataCallback& callback,
                 uint32_t chunkSize);
 
+// ---- Costs ------------------------------------------------------------------------------------
+
+// The exchanges a write transfer makes and the bytes they move both ways, as the loops below make
+// them: for an estimate of a transfer's time before it is made (vxfw's dry run).
+struct TransferCost {
+    uint64_t exchanges = 0;
+    uint64_t bytes = 0;
+};
+TransferCost flashWriteCost(uint32_t size, uint32_t packetSize, bool readBack);
+TransferCost rawDataWriteCost(uint32_t size, uint32_t packetSize);
+
 // ---- Flash ------------------------------------------------------------------------------------
 
 // Reports (0, chunk) per chunk and (2, end) at the end, or (-3, ...) once and stops. A failure

@@ -2,7 +2,8 @@ cmake_minimum_required(VERSION 3.25)
 # The library's verdicts, as `vxfw inspect --json` lists them per camera model, against what
 # `vxfw update FILE --sim MODEL` really does on a fresh emulated camera of that model: accepted
 # and ended well, or refused with the same text. Every file vxfw pack makes from the manifests
-# in MANIFEST_DIRS takes part.
+# in MANIFEST_DIRS takes part. The tool's own version policy (no downgrade, no reinstall unless
+# asked) is not the library's verdict and is set aside with --force --allow-older.
 #   cmake -DTOOL=<vxfw> [-DEMULATOR=<cmd;args>] -DMANIFEST_DIRS=<a;b> -DWORK_DIR=<dir> -P ...
 string(REPLACE "@@" ";" EMULATOR "${EMULATOR}")
 string(REPLACE "@@" ";" MANIFEST_DIRS "${MANIFEST_DIRS}")
@@ -37,7 +38,7 @@ foreach(path IN LISTS files)
   foreach(i RANGE ${last})
     string(JSON model GET "${models}" ${i} model)
     string(JSON accepted GET "${models}" ${i} accepted)
-    execute_process(COMMAND ${EMULATOR} ${TOOL} update ${path} --sim ${model}
+    execute_process(COMMAND ${EMULATOR} ${TOOL} update ${path} --sim ${model} --force --allow-older
       OUTPUT_VARIABLE out ERROR_VARIABLE err RESULT_VARIABLE code)
     string(REGEX MATCH "Result: [^\n]*" result "${out}")
     if(accepted)

@@ -1,8 +1,8 @@
-// vxfw update, presets, customer-data, flash and sim. Every operation goes through the library's
-// exported C functions only, as an application's would.
-#include <unistd.h>
+// vxfw update, presets, customer-data, flash, devices and sim: the library's operations on a camera
+// that a device plugin opens. Every operation goes through the library's exported C functions,
+// as an application's would; a dry run asks the library's own checks instead.
+#include <signal.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cinttypes>
 #include <cstring>
@@ -12,16 +12,24 @@
 #include <new>
 #include <vector>
 
+#include "ExceptionTranslation.h"
+#include "common/Sleep.h"
+#include "common/Utils.h"
 #include "firmware/FirmwareMessages.h"
+#include "firmware/FirmwareUpdaterFactory.h"
 #include "firmware/L840FirmwareParser.h"
+#include "presets/IOptionalDepthPresetsUpdater.h"
+#include "vendorcommand/VendorCommand.h"
 #include "vxfw/Commands.h"
-#include "vxfw/Device.h"
 #include "vxfw/DeviceStates.h"
 #include "vxfw/ExitCodes.h"
 #include "vxfw/FileKinds.h"
-#include "vxfw/Progress.h"
+#include "vxfw/HostSeam.h"
+#include "vxfw/Numbers.h"
+#include "vxfw/Output.h"
+#include "vxfw/Plugin.h"
 #include "vxsensor/vx_extension.h"
-#include "vxsim/Models.h"
+#include "vxsim/LinkModel.h"
 
 namespace vxfw {
 
@@ -32,15 +40,23 @@ constexpr size_t kPathSlot = 1024;
 constexpr uint32_t kCustomerDataBuffer = 64 * 1024;
 
 struct DeviceArgs {
-    std::string sim;
+    DeviceChoice choice;
     bool verbose = false;
+    bool json = false;
 };
 
 void addDeviceOptions(CLI::App* command, DeviceArgs& args) {
-    command->add_option("--sim", args.sim,
-                        "Work on an emulated camera: MODEL[,option=value...]; options conn, fw, "
-                        "boot, flash, isp, saveinfo, fault=TARGET[@N]:KIND[:VALUE], disappear=N, "
-                        "link=usb2|usb3|gmsl2|ethernet, install=ok|fail|never, state=FILE");
+    command->add_option("--sim", args.choice.sim,
+                        "Work on an emulated camera: MODEL[,option=value...] (vxfw sim list; "
+                        "options conn, fw, boot, flash, isp, saveinfo, fault, disappear, "
+                        "install, state)");
+    command->add_option("--device-plugin", args.choice.plugin,
+                        "The device plugin (a shared object) that opens real cameras; default "
+                        "$VXFW_DEVICE_PLUGIN or device-plugin in /etc/vxfw.conf");
+    command->add_option("--device", args.choice.device,
+                        "Which camera the plugin opens (vxfw devices lists them); default "
+                        "$VXFW_DEVICE or device in /etc/vxfw.conf");
+    command->add_flag("--json", args.json, "JSON Lines on standard output");
     command->add_flag("-v,--verbose", args.verbose,
                       "Show the library's warnings and errors on stderr");
 }
@@ -59,61 +75,154 @@ double secondsSince(std::chrono::steady_clock::time_point start) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-std::vector<uint8_t> readInput(const std::string& path) {
+Bytes readInput(const std::string& path) {
     Bytes bytes;
     std::string error;
     if (!readWholeFile(path, bytes, error)) throw UsageError("cannot read " + path + ": " + error);
     return bytes;
 }
 
-void writeOutput(const std::string& path, const std::vector<uint8_t>& bytes) {
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    if (!file.write(reinterpret_cast<const char*>(bytes.data()),
-                    static_cast<std::streamsize>(bytes.size()))) {
-        throw UsageError("cannot write " + path);
+// "-" is standard output, for a pipe; anything else a file.
+void writeOutput(const std::string& path, const Bytes& bytes) {
+    if (path == "-") {
+        if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) != bytes.size()) {
+            throw UsageError("cannot write to standard output");
+        }
+        std::fflush(stdout);
+        return;
+    }
+    std::string error;
+    if (!writeWholeFile(path, bytes, error))
+        throw UsageError("cannot write " + path + ": " + error);
+}
+
+// ---- Pauses and interrupts --------------------------------------------------------------------
+
+// The library's pauses wait for a real camera to erase or install; an emulated one is done at
+// once, so they are counted instead of slept.
+uint64_t g_skippedMs = 0;
+void skipSleep(uint32_t milliseconds) {
+    g_skippedMs += milliseconds;
+}
+
+extern "C" void onSignal(int signal) {
+    vxfw::seam::interrupt();
+    // A third signal is an order: the default action ends the process at once.
+    if (vxfw::seam::interruptCount() >= 3) {
+        ::signal(signal, SIG_DFL);
+        ::raise(signal);
     }
 }
 
-uint64_t sizeOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary | std::ios::ate);
-    const std::streamoff size = file ? static_cast<std::streamoff>(file.tellg()) : 0;
-    return size > 0 ? static_cast<uint64_t>(size) : 0;
+void catchSignals() {
+    struct sigaction action {};
+    action.sa_handler = onSignal;
+    sigemptyset(&action.sa_mask);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaction(signal, &action, nullptr);
 }
 
-// One operation on one camera: what its callbacks share, and how it ends.
+// What an interrupted run leaves, in the protocol's terms, and what to do next.
+std::string interruptedMessage() {
+    std::string held;
+    for (const seam::CompletedWrite& w : seam::completedWrites()) {
+        char text[64];
+        std::snprintf(text, sizeof text, "%s %u bytes at %s0x%X", held.empty() ? "" : ",", w.size,
+                      w.flash ? "" : "raw-data ", w.where);
+        held += text;
+    }
+    std::string message = held.empty() ? "nothing was written" : "the camera acknowledged" + held;
+    if (const auto open = seam::unfinishedWrite()) {
+        char text[96];
+        std::snprintf(text, sizeof text, "; the write of %u bytes at %s0x%X was cut short",
+                      open->size, open->flash ? "" : "raw-data ", open->where);
+        message += text;
+    }
+    return message + ". Run the same command again to finish";
+}
+
+// ---- One run on one camera ----------------------------------------------------------------------
+
 class Run {
 public:
-    Run(DeviceSource& source, uint64_t totalBytes)
-        : progress(
-              stdout, isatty(fileno(stdout)) != 0, [&source] { return source.usage(); },
-              totalBytes) {}
+    Run(const DeviceArgs& args, const DevicePlugin& plugin, CameraSession& camera,
+        uint64_t totalBytes)
+        : out(args.json, usageClock(plugin, camera), totalBytes),
+          camera_(camera),
+          modelled_(plugin.table().virtual_time != 0),
+          start_(std::chrono::steady_clock::now()) {}
 
-    Progress progress;
-    bool installing = false;
+    Output out;
+    bool installing = false;  // the camera had started to install what it was sent
 
-    // Prints the result line and returns its exit status.
-    ExitCode finish(const StateMeaning& meaning, const std::string& message) {
-        progress.end();
-        std::printf("Result: %s (%d): %s\n", meaning.name, meaning.state, oneLine(message).c_str());
-        return meaning.exit;
+    void startTiming() { start_ = std::chrono::steady_clock::now(); }
+    void stopTiming() { seconds_ = secondsSince(start_); }
+
+    // The final report with the run's figures; returns `exit`.
+    ExitCode finish(ExitCode exit, const std::string& result, std::optional<int> state,
+                    const std::string& message) {
+        RunFigures f;
+        const seam::Totals& t = seam::totals();
+        f.exchanges = t.exchanges;
+        f.failedExchanges = t.failed;
+        f.bytesSent = t.bytesSent;
+        f.bytesReceived = t.bytesReceived;
+        f.seconds = seconds_;
+        f.skippedPauseSeconds = static_cast<double>(g_skippedMs) / 1000.0;
+        f.modelled = modelled_;
+        f.cameraReport = camera_.report();
+        return out.finish(exit, result, state, message, f);
     }
-    // A refusal of the tool's own, where the library had nothing to say.
-    ExitCode refuse(const char* why) {
-        progress.end();
-        std::printf("Result: refused: %s\n", why);
-        return kRefusedFile;
+    ExitCode finish(const StateMeaning& meaning, const std::string& message) {
+        if (seam::stoppedByInterrupt()) return interrupted();
+        return finish(meaning.exit, meaning.name, meaning.state, message);
     }
     ExitCode fail(const char* what, const std::exception& error) {
-        progress.end();
-        std::printf("Result: failed: %s: %s\n", what, oneLine(error.what()).c_str());
-        return exitForException(error);
+        if (seam::stoppedByInterrupt()) return interrupted();
+        return finish(exitForException(error), "failed", std::nullopt,
+                      std::string(what) + ": " + error.what());
     }
+    ExitCode interrupted() {
+        return finish(kInterrupted, "interrupted", std::nullopt, interruptedMessage());
+    }
+
+private:
+    // An emulated link's time follows the link model of the camera's connection type.
+    static Progress::UsageClock usageClock(const DevicePlugin& plugin, CameraSession& camera) {
+        if (plugin.table().virtual_time == 0) return {};
+        const auto link = vxsim::linkPreset(connectionTypeOf(camera.handle()));
+        if (!link) return {};
+        return [link] {
+            const seam::Totals& t = seam::totals();
+            const uint64_t bytes = t.bytesSent + t.bytesReceived;
+            return std::optional<Progress::LinkUsage>(
+                Progress::LinkUsage{link->totalSeconds(t.exchanges, bytes), bytes});
+        };
+    }
+    static std::string connectionTypeOf(vx_device_t* device) {
+        vx_error* error = nullptr;
+        vx_device_info* info = vx_device_get_device_info(device, &error);
+        std::string type;
+        if (error == nullptr) {
+            const char* text = vx_device_info_get_connection_type(info, &error);
+            if (error == nullptr && text != nullptr) type = text;
+        }
+        if (error != nullptr) vx_delete_error(error);
+        error = nullptr;
+        if (info != nullptr) vx_delete_device_info(info, &error);
+        if (error != nullptr) vx_delete_error(error);
+        return type;
+    }
+
+    CameraSession& camera_;
+    bool modelled_;
+    std::chrono::steady_clock::time_point start_;
+    double seconds_ = 0.0;
 };
 
 void onUpgrade(VXUpgradeState state, const char* message, uint8_t percent, void* user) {
     auto* run = static_cast<Run*>(user);
     if (state == VX_UPGRADE_STATE_DEVICE_INSTALLING) run->installing = true;
-    run->progress.report(
+    run->out.progress(
         state, upgradeState(state).name, message != nullptr ? message : "", percent,
         state == VX_UPGRADE_STATE_TRANSFERRING || state == VX_UPGRADE_STATE_VERIFYING);
 }
@@ -139,7 +248,7 @@ const char* flashMessage(VXDataTranState state, bool writing) {
 }
 
 void onTransfer(Run& run, VXDataTranState state, int percent, bool writing) {
-    run.progress.report(
+    run.out.progress(
         state, transferState(state).name, flashMessage(state, writing), percent,
         state == VX_DATA_TRAN_STATE_TRANSFERRING || state == VX_DATA_TRAN_STATE_VERIFYING);
 }
@@ -153,25 +262,133 @@ ExitCode finishUpgrade(Run& run, vx_error* error) {
         errorText = text != nullptr ? text : "";
         vx_delete_error(error);
     }
-    if (!run.progress.reported()) {
-        run.progress.end();
-        std::printf("Result: no progress reported%s%s\n", errorText.empty() ? "" : ": ",
-                    oneLine(errorText).c_str());
-        return error != nullptr ? kTransferFailed : kInternalError;
+    if (seam::stoppedByInterrupt()) return run.interrupted();
+    if (!run.out.reported()) {
+        return run.finish(error != nullptr ? kTransferFailed : kInternalError, "failed",
+                          std::nullopt, "no progress reported " + errorText);
     }
-    const ExitCode code =
-        run.finish(upgradeState(run.progress.state(), run.installing), run.progress.message());
-    if (!errorText.empty() && oneLine(errorText) != run.progress.message()) {
-        std::printf("Library error: %s\n", oneLine(errorText).c_str());
+    if (!errorText.empty() && oneLine(errorText) != run.out.lastMessage()) {
+        std::fprintf(stderr, "vxfw: library error: %s\n", oneLine(errorText).c_str());
     }
-    return code;
+    return run.finish(upgradeState(run.out.lastState(), run.installing), run.out.lastMessage());
 }
 
+// ---- Versions and dry runs ---------------------------------------------------------------------
+
+struct UpdateOptions {
+    bool dryRun = false;
+    bool allowOlder = false;
+    bool force = false;
+};
+
+// Where the camera's firmware version and the file's are both known (an L840 container names
+// its own; a bootloader's version says nothing of the firmware), both are shown, and a downgrade
+// or a reinstall is refused before anything is sent unless asked for, as firmware tools do.
+std::optional<ExitCode> checkVersions(Run& run, vx_device_t* device, const Bytes& file,
+                                      const UpdateOptions& options) {
+    std::string fileVersion;
+    try {
+        fileVersion =
+            libvxsensor::L840FirmwareParser(file.data(), static_cast<uint32_t>(file.size()))
+                .firmwareVersion();
+    } catch (const std::exception&) {
+        return std::nullopt;  // not a container: the library's own checks speak for it
+    }
+    libvxsensor::LiveDevice camera(device);
+    if (fileVersion.empty() || libvxsensor::isBootloader(camera.ids())) return std::nullopt;
+    // Versions compare only for a file the camera takes: any other is the library's to refuse,
+    // for its own reason. Its checks only read, and the dry-run gate makes sure of that.
+    seam::setDryRun(true);
+    const bool taken = libvxsensor::judgeFirmware(camera, file).accepted;
+    seam::setDryRun(false);
+    if (!taken) return std::nullopt;
+    const std::string cameraVersion = camera.firmwareVersion();
+    run.out.event({{"type", "firmware"}, {"camera", cameraVersion}, {"file", fileVersion}},
+                  "Firmware: camera " + cameraVersion + ", file " + fileVersion);
+    const int have = libvxsensor::getFirmwareVersionInt(cameraVersion);
+    const int bring = libvxsensor::getFirmwareVersionInt(fileVersion);
+    if (have == 0 || bring == 0) return std::nullopt;
+    if (bring < have && !options.allowOlder) {
+        return run.finish(kRefusedFile, "refused", std::nullopt,
+                          "the file's firmware " + fileVersion + " is older than the camera's " +
+                              cameraVersion + "; nothing was written (--allow-older installs it)");
+    }
+    if (bring == have && !options.force) {
+        return run.finish(kRefusedFile, "refused", std::nullopt,
+                          "the camera already runs firmware " + cameraVersion +
+                              "; nothing was written (--force installs it again)");
+    }
+    return std::nullopt;
+}
+
+// The writes a dry run found, and what they would take on the camera's link and the others.
+void showPlan(Run& run, const std::vector<libvxsensor::PlannedWrite>& writes) {
+    uint64_t exchanges = 0;
+    uint64_t bytes = 0;
+    Json list = Json::array();
+    for (const libvxsensor::PlannedWrite& w : writes) {
+        const auto cost =
+            w.flash ? libvxsensor::VendorCommand::flashWriteCost(w.size, w.packetSize, w.readBack)
+                    : libvxsensor::VendorCommand::rawDataWriteCost(w.size, w.packetSize);
+        exchanges += cost.exchanges;
+        bytes += cost.bytes;
+        list.push_back({{"what", w.what},
+                        {"flash", w.flash},
+                        {"where", w.where},
+                        {"size", w.size},
+                        {"packetSize", w.packetSize},
+                        {"readBack", w.readBack}});
+        char text[192];
+        if (w.flash) {
+            std::snprintf(text, sizeof text,
+                          "Would write %s: %u bytes at 0x%08X, %s, %u-byte packets", w.what.c_str(),
+                          w.size, w.where, w.readBack ? "read back to verify" : "checked by CRC",
+                          w.packetSize);
+        } else {
+            std::snprintf(text, sizeof text,
+                          "Would send %s: %u bytes as raw-data object %u, %u-byte packets; the "
+                          "camera installs it",
+                          w.what.c_str(), w.size, w.where, w.packetSize);
+        }
+        if (!run.out.json()) run.out.event({}, text);
+    }
+    Json modelled = Json::object();
+    std::string links;
+    for (const vxsim::LinkModel& link : vxsim::linkPresets()) {
+        const double seconds = link.totalSeconds(exchanges, bytes);
+        modelled[link.name] = seconds;
+        links += (links.empty() ? "" : ", ") + link.name + " " + formatDuration(seconds);
+    }
+    run.out.event({{"type", "plan"},
+                   {"writes", list},
+                   {"exchanges", exchanges},
+                   {"bytes", bytes},
+                   {"modelledSeconds", modelled}},
+                  "Modelled time of the writes: " + links);
+}
+
+// A dry run's outcome: the exit status the real run would have had at its checks.
+ExitCode finishDryRun(Run& run, const libvxsensor::Verdict& verdict) {
+    if (const auto opcode = seam::dryRunStoppedAt()) {
+        return run.finish(kInternalError, "dry run stopped", std::nullopt,
+                          "a check tried to send request " + std::to_string(*opcode) +
+                              ", which would change the camera; it was not sent");
+    }
+    if (!verdict.accepted) {
+        const ExitCode exit = verdict.message == libvxsensor::firmwaremsg::kNothingToWrite
+                                  ? kRefusedFile
+                                  : upgradeState(verdict.state).exit;
+        return run.finish(exit, "dry run: refused", verdict.state, verdict.message);
+    }
+    showPlan(run, verdict.writes);
+    return run.finish(kOk, "dry run: accepted", std::nullopt,
+                      "the checks passed; nothing was written");
+}
+
+// ---- Operations -------------------------------------------------------------------------------
+
 // The library ends the update of a container without components silently; a user must hear it.
-bool holdsNothing(const std::string& path) {
-    Bytes data;
-    std::string error;
-    if (!readWholeFile(path, data, error)) return false;
+bool holdsNothing(const Bytes& data) {
     try {
         return libvxsensor::L840FirmwareParser(data.data(), static_cast<uint32_t>(data.size()))
             .getFirmwareDataList()
@@ -181,93 +398,137 @@ bool holdsNothing(const std::string& path) {
     }
 }
 
-ExitCode update(DeviceSource& source, vx_device_t* device, const std::string& path) {
-    Run run(source, sizeOf(path));
+ExitCode update(Run& run, vx_device_t* device, const std::string& path,
+                const UpdateOptions& options) {
+    Bytes file = readInput(path);
+    if (const auto refused = checkVersions(run, device, file, options)) return *refused;
+    if (options.dryRun) {
+        seam::setDryRun(true);
+        libvxsensor::LiveDevice camera(device);
+        run.startTiming();
+        const libvxsensor::Verdict verdict = libvxsensor::judgeFirmware(camera, file);
+        run.stopTiming();
+        return finishDryRun(run, verdict);
+    }
+    const bool empty = holdsNothing(file);
+    file = Bytes();  // the library reads the file itself: one copy of an image at a time
     vx_error* error = nullptr;
-    const auto start = std::chrono::steady_clock::now();
+    run.startTiming();
     vx_device_update_firmware_ext(device, path.c_str(), onUpgrade, false, &run, &error);
-    const double seconds = secondsSince(start);
-    const ExitCode code = !run.progress.reported() && error == nullptr && holdsNothing(path)
-                              ? run.refuse(libvxsensor::firmwaremsg::kNothingToWrite)
-                              : finishUpgrade(run, error);
-    source.report(stdout, seconds);
-    return code;
+    run.stopTiming();
+    if (!run.out.reported() && error == nullptr && empty) {
+        return run.finish(kRefusedFile, "refused", std::nullopt,
+                          libvxsensor::firmwaremsg::kNothingToWrite);
+    }
+    return finishUpgrade(run, error);
 }
 
-ExitCode presets(DeviceSource& source, vx_device_t* device, const std::vector<std::string>& paths) {
+ExitCode presets(Run& run, vx_device_t* device, const std::vector<std::string>& paths,
+                 bool dryRun) {
     if (paths.size() > UINT8_MAX) throw UsageError("at most 255 preset files");
+    if (dryRun) {
+        std::vector<std::vector<uint8_t>> files;
+        for (const std::string& path : paths) files.push_back(readInput(path));
+        seam::setDryRun(true);
+        libvxsensor::LiveDevice camera(device);
+        run.startTiming();
+        const libvxsensor::Verdict verdict = libvxsensor::judgePresets(camera, files);
+        run.stopTiming();
+        return finishDryRun(run, verdict);
+    }
     // The library takes the paths in fixed slots, each zero-terminated.
     const auto slots = std::make_unique<char[][kPathSlot]>(paths.size());
-    uint64_t total = 0;
     for (size_t i = 0; i < paths.size(); ++i) {
-        if (paths[i].size() >= kPathSlot)
+        if (paths[i].size() >= kPathSlot) {
             throw UsageError("path longer than 1023 bytes: " + paths[i]);
+        }
         std::memcpy(slots[i], paths[i].c_str(), paths[i].size() + 1);
-        total += sizeOf(paths[i]);
     }
-    Run run(source, total);
     vx_error* error = nullptr;
-    const auto start = std::chrono::steady_clock::now();
+    run.startTiming();
     vx_device_update_optional_depth_presets_ext(
         device, slots.get(), static_cast<uint8_t>(paths.size()), onUpgrade, &run, &error);
-    const double seconds = secondsSince(start);
-    const ExitCode code = finishUpgrade(run, error);
-    source.report(stdout, seconds);
-    return code;
+    run.stopTiming();
+    return finishUpgrade(run, error);
 }
 
-ExitCode writeCustomerData(DeviceSource& source, vx_device_t* device, const std::string& path) {
-    const std::vector<uint8_t> data = readInput(path);
-    Run run(source, data.size());
+ExitCode writeCustomerData(Run& run, vx_device_t* device, const std::string& path, bool dryRun) {
+    const Bytes data = readInput(path);
+    seam::setDryRun(dryRun);
+    run.startTiming();
     try {
         vx_device_write_customer_data_ext(device, data.data(), static_cast<uint32_t>(data.size()));
     } catch (const std::exception& e) {
+        run.stopTiming();
+        // In a dry run, the first request that would write ends the call: every check before
+        // it passed.
+        if (dryRun && seam::dryRunStoppedAt()) {
+            return run.finish(kOk, "dry run: accepted", std::nullopt,
+                              "the checks passed; would write " + std::to_string(data.size()) +
+                                  " bytes of customer data; nothing was written");
+        }
         return run.fail("customer data not written", e);
     }
-    std::printf("Result: done: wrote %zu bytes of customer data\n", data.size());
-    return kOk;
+    run.stopTiming();
+    return run.finish(kOk, "done", std::nullopt,
+                      "wrote " + std::to_string(data.size()) + " bytes of customer data");
 }
 
-void hexDump(const std::vector<uint8_t>& bytes) {
+std::string hexDump(const Bytes& bytes) {
+    std::string out;
+    char text[24];
     for (size_t at = 0; at < bytes.size(); at += 16) {
-        std::printf("%04zx ", at);
-        for (size_t i = at; i < at + 16 && i < bytes.size(); ++i) std::printf(" %02x", bytes[i]);
-        std::putchar('\n');
+        std::snprintf(text, sizeof text, "%04zx ", at);
+        out += text;
+        for (size_t i = at; i < at + 16 && i < bytes.size(); ++i) {
+            std::snprintf(text, sizeof text, " %02x", bytes[i]);
+            out += text;
+        }
+        out += '\n';
     }
+    return out;
 }
 
-ExitCode readCustomerData(DeviceSource& source, vx_device_t* device, const std::string& output) {
-    std::vector<uint8_t> data(kCustomerDataBuffer);
+ExitCode readCustomerData(Run& run, vx_device_t* device, const std::string& output) {
+    Bytes data(kCustomerDataBuffer);
     uint32_t size = kCustomerDataBuffer;
-    Run run(source, 0);
+    run.startTiming();
     try {
         vx_device_read_customer_data_ext(device, data.data(), &size);
     } catch (const std::exception& e) {
+        run.stopTiming();
         return run.fail("customer data not read", e);
     }
+    run.stopTiming();
     data.resize(size);
-    if (output.empty()) {
-        hexDump(data);
-    } else {
+    if (!output.empty()) {
         writeOutput(output, data);
+    } else if (run.out.json()) {
+        std::string hex;
+        for (const uint8_t b : data) {
+            char text[3];
+            std::snprintf(text, sizeof text, "%02x", b);
+            hex += text;
+        }
+        run.out.event({{"type", "data"}, {"hex", hex}}, "");
+    } else {
+        std::fputs(hexDump(data).c_str(), stdout);
     }
-    std::printf("Result: done: read %" PRIu32 " bytes of customer data\n", size);
-    return kOk;
+    return run.finish(kOk, "done", std::nullopt,
+                      "read " + std::to_string(size) + " bytes of customer data");
 }
 
 void checkRange(uint32_t offset, uint64_t size) {
     if (size == 0) throw UsageError("nothing to transfer: the size is 0");
-    if (uint64_t{offset} + size > uint64_t{1} << 32)
+    if (uint64_t{offset} + size > uint64_t{1} << 32) {
         throw UsageError("the range passes the end of a 32-bit flash address space");
+    }
 }
 
-ExitCode writeFlash(DeviceSource& source, vx_device_t* device, uint32_t offset,
-                    const std::string& path) {
-    const std::vector<uint8_t> data = readInput(path);
+ExitCode writeFlash(Run& run, vx_device_t* device, uint32_t offset, const std::string& path) {
+    const Bytes data = readInput(path);
     checkRange(offset, data.size());
-    Run run(source, data.size());
-    const auto start = std::chrono::steady_clock::now();
-    ExitCode code = kOk;
+    run.startTiming();
     try {
         vx_device_write_flash(
             device, offset, data.data(), static_cast<uint32_t>(data.size()),
@@ -275,24 +536,23 @@ ExitCode writeFlash(DeviceSource& source, vx_device_t* device, uint32_t offset,
                 onTransfer(*static_cast<Run*>(user), state, percent, true);
             },
             false, &run);
-        char what[96];
-        std::snprintf(what, sizeof what, "%zu bytes at 0x%08" PRIX32 ", verified by read-back",
-                      data.size(), offset);
-        code = run.finish(
-            transferState(run.progress.reported() ? run.progress.state()
-                                                  : VX_DATA_TRAN_STATE_FAILED),
-            run.progress.state() == VX_DATA_TRAN_STATE_DONE ? what : "flash not written");
     } catch (const std::exception& e) {
-        code = run.fail("flash write", e);
+        run.stopTiming();
+        return run.fail("flash write", e);
     }
-    source.report(stdout, secondsSince(start));
-    return code;
+    run.stopTiming();
+    const bool done = run.out.reported() && run.out.lastState() == VX_DATA_TRAN_STATE_DONE;
+    char what[96];
+    std::snprintf(what, sizeof what, "%zu bytes at 0x%08" PRIX32 ", verified by read-back",
+                  data.size(), offset);
+    return run.finish(
+        transferState(run.out.reported() ? run.out.lastState() : VX_DATA_TRAN_STATE_FAILED),
+        done ? what : "flash not written");
 }
 
 struct FlashRead {
-    explicit FlashRead(DeviceSource& source, uint32_t size) : run(source, size), data(size) {}
-    Run run;
-    std::vector<uint8_t> data;
+    Run& run;
+    Bytes data;
 };
 
 void onFlashRead(VXDataTranState state, VXDataChunk* chunk, void* user) {
@@ -309,58 +569,114 @@ void onFlashRead(VXDataTranState state, VXDataChunk* chunk, void* user) {
                static_cast<int>(std::min<uint64_t>(reached * 100 / read->data.size(), 100)), false);
 }
 
-ExitCode readFlash(DeviceSource& source, vx_device_t* device, uint32_t offset, uint32_t size,
+ExitCode readFlash(Run& run, vx_device_t* device, uint32_t offset, uint32_t size,
                    const std::string& output) {
     checkRange(offset, size);
-    FlashRead read(source, size);
+    FlashRead read{run, Bytes(size)};
+    run.startTiming();
     try {
         vx_device_read_flash(device, offset, size, onFlashRead, false, &read);
     } catch (const std::exception& e) {
-        return read.run.fail("flash read", e);
+        run.stopTiming();
+        return run.fail("flash read", e);
     }
-    const bool done =
-        read.run.progress.reported() && read.run.progress.state() == VX_DATA_TRAN_STATE_DONE;
+    run.stopTiming();
+    const bool done = run.out.reported() && run.out.lastState() == VX_DATA_TRAN_STATE_DONE;
     if (done) writeOutput(output, read.data);
     char what[64];
     std::snprintf(what, sizeof what, "%" PRIu32 " bytes at 0x%08" PRIX32 " written to ", size,
                   offset);
-    return read.run.finish(
+    return run.finish(
         transferState(done ? VX_DATA_TRAN_STATE_DONE : VX_DATA_TRAN_STATE_FAILED),
-        done ? what + output : "flash not read");
+        done ? what + (output == "-" ? std::string("standard output") : output) : "flash not read");
 }
 
-using Operation = std::function<ExitCode(DeviceSource&, vx_device_t*)>;
+// ---- Running an operation -------------------------------------------------------------------
 
-// Opens the camera, runs the operation, closes the camera; usage errors become exit status 2.
-int onDevice(const DeviceArgs& args, const Operation& operation) {
+using Operation = std::function<ExitCode(Run&, vx_device_t*)>;
+
+// A usage error or a fault of the tool ends the command; with --json its final line says so.
+int endWith(const DeviceArgs& args, ExitCode exit, const std::string& message) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "vxfw: %s\n", message.c_str());
+    if (args.json) {
+        printJsonLine({{"type", "result"},
+                       {"result", exit == kInternalError ? "internal error" : "usage error"},
+                       {"state", nullptr},
+                       {"message", message},
+                       {"exit", static_cast<int>(exit)}});
+    }
+    return exit;
+}
+
+// Opens the camera, runs the operation, closes the camera (a plugin that keeps state saves it
+// then, interrupted or not).
+int onDevice(const DeviceArgs& args, uint64_t totalBytes, const Operation& operation) {
     // Line by line, so the library's log lines on stderr fall between the right progress lines.
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     try {
-        const std::unique_ptr<DeviceSource> source = makeDeviceSource(args.sim, args.verbose);
-        vx_device_t* device = source->open();
-        std::printf("Camera: %s\n", source->describe().c_str());
-        const ExitCode code = operation(*source, device);
-        source->close();
-        std::fflush(stdout);
+        catchSignals();
+        seam::echoLog(args.verbose ? VX_LOG_SEVERITY_WARN : VX_LOG_SEVERITY_OFF);
+        const ResolvedChoice choice = resolve(args.choice);
+        if (choice.plugin->table().virtual_time != 0) libvxsensor::setSleepHook(skipSleep);
+        CameraSession camera(*choice.plugin, choice.selector);
+        Run run(args, *choice.plugin, camera, totalBytes);
+        run.out.event({{"type", "camera"}, {"description", camera.describe()}},
+                      "Camera: " + camera.describe());
+        const ExitCode code = operation(run, camera.handle());
+        camera.close();
         return code;
     } catch (const UsageError& e) {
-        std::fflush(stdout);
-        std::fprintf(stderr, "vxfw: %s\n", e.what());
-        return kBadArguments;
+        return endWith(args, kBadArguments, e.what());
     } catch (const std::bad_alloc&) {
-        std::fflush(stdout);
-        std::fprintf(stderr, "vxfw: not enough memory for this input\n");
-        return kBadArguments;
+        return endWith(args, kBadArguments, "not enough memory for this input");
     } catch (const std::exception& e) {
-        std::fflush(stdout);
-        std::fprintf(stderr, "vxfw: internal error: %s\n", e.what());
-        return kInternalError;
+        return endWith(args, kInternalError, std::string("internal error: ") + e.what());
+    }
+}
+
+uint64_t sizeOf(const std::string& path) {
+    std::ifstream file(path, std::ios::binary | std::ios::ate);
+    const std::streamoff size = file ? static_cast<std::streamoff>(file.tellg()) : 0;
+    return size > 0 ? static_cast<uint64_t>(size) : 0;
+}
+
+// The cameras a plugin can open, one a line (with --json, one object a line).
+int listDevices(const DeviceArgs& args, bool emulator) {
+    try {
+        const std::unique_ptr<DevicePlugin> plugin =
+            emulator ? DevicePlugin::loadEmulator() : resolve(args.choice).plugin;
+        const std::vector<Listing> cameras = plugin->list();
+        for (const Listing& c : cameras) {
+            if (args.json) {
+                printJsonLine({{"type", "device"},
+                               {"selector", c.selector},
+                               {"description", c.description},
+                               {"vid", c.vid},
+                               {"pid", c.pid},
+                               {"connectionType", c.connectionType},
+                               {"firmwareVersion", c.firmwareVersion}});
+            } else {
+                std::printf("%s\n", c.description.c_str());
+            }
+        }
+        if (args.json) {
+            printJsonLine({{"type", "result"},
+                           {"result", "done"},
+                           {"state", nullptr},
+                           {"message", std::to_string(cameras.size()) + " cameras"},
+                           {"exit", 0}});
+        }
+        return kOk;
+    } catch (const UsageError& e) {
+        return endWith(args, kBadArguments, e.what());
     }
 }
 
 // Everything the subcommands' options write to; lives as long as the application parses.
 struct Args {
     DeviceArgs device;
+    UpdateOptions update;
     std::string file;
     std::vector<std::string> files;
     std::string output;
@@ -383,36 +699,54 @@ void registerDeviceCommands(CLI::App& app, int& exitCode) {
 
     CLI::App* updateCmd = deviceCommand(app, "update", "Update a camera's firmware from FILE", dev);
     updateCmd->add_option("FILE", a->file, "Firmware file")->required();
+    updateCmd->add_flag("--dry-run", a->update.dryRun,
+                        "Run every check against the camera and show what would be written; "
+                        "send nothing that changes it");
+    updateCmd->add_flag("--allow-older", a->update.allowOlder,
+                        "Install a firmware older than the camera's");
+    updateCmd->add_flag("--force", a->update.force, "Install the firmware the camera already runs");
     updateCmd->callback([a, code] {
-        *code = onDevice(a->device,
-                         [a](DeviceSource& s, vx_device_t* d) { return update(s, d, a->file); });
+        *code = onDevice(a->device, sizeOf(a->file),
+                         [a](Run& r, vx_device_t* d) { return update(r, d, a->file, a->update); });
     });
 
     CLI::App* presetsCmd =
         deviceCommand(app, "presets", "Upload optional depth presets from FILE...", dev);
     presetsCmd->add_option("FILE", a->files, "Preset files")->required();
+    presetsCmd->add_flag("--dry-run", a->update.dryRun,
+                         "Run every check against the camera; send nothing that changes it");
     presetsCmd->callback([a, code] {
-        *code = onDevice(a->device,
-                         [a](DeviceSource& s, vx_device_t* d) { return presets(s, d, a->files); });
+        uint64_t total = 0;
+        for (const std::string& f : a->files) total += sizeOf(f);
+        *code = onDevice(a->device, total, [a](Run& r, vx_device_t* d) {
+            return presets(r, d, a->files, a->update.dryRun);
+        });
     });
 
     CLI::App* customerCmd =
         app.add_subcommand("customer-data", "Read or write the customer-data area");
     customerCmd->require_subcommand(1);
     CLI::App* customerReadCmd =
-        deviceCommand(*customerCmd, "read", "Read the customer data (hex dump without -o)", dev);
-    customerReadCmd->add_option("-o,--output", a->output, "File to write the data to");
+        deviceCommand(*customerCmd, "read",
+                      "Read the customer data (a hex dump without -o; -o - for raw bytes)", dev);
+    customerReadCmd->add_option("-o,--output", a->output,
+                                "File to write the data to, - for stdout");
     customerReadCmd->callback([a, code] {
-        *code = onDevice(a->device, [a](DeviceSource& s, vx_device_t* d) {
-            return readCustomerData(s, d, a->output);
-        });
+        if (a->output == "-" && a->device.json) {
+            *code = endWith(a->device, kBadArguments, "-o - and --json both want standard output");
+            return;
+        }
+        *code = onDevice(a->device, 0,
+                         [a](Run& r, vx_device_t* d) { return readCustomerData(r, d, a->output); });
     });
     CLI::App* customerWriteCmd =
         deviceCommand(*customerCmd, "write", "Write FILE as the customer data", dev);
     customerWriteCmd->add_option("FILE", a->file, "Data file")->required();
+    customerWriteCmd->add_flag("--dry-run", a->update.dryRun,
+                               "Run every check against the camera; send nothing that changes it");
     customerWriteCmd->callback([a, code] {
-        *code = onDevice(a->device, [a](DeviceSource& s, vx_device_t* d) {
-            return writeCustomerData(s, d, a->file);
+        *code = onDevice(a->device, sizeOf(a->file), [a](Run& r, vx_device_t* d) {
+            return writeCustomerData(r, d, a->file, a->update.dryRun);
         });
     });
 
@@ -423,10 +757,15 @@ void registerDeviceCommands(CLI::App& app, int& exitCode) {
         deviceCommand(*flashCmd, "read", "Read SIZE bytes at OFFSET into a file", dev);
     flashReadCmd->add_option("OFFSET", a->offset, "Flash offset")->required()->check(kNumber);
     flashReadCmd->add_option("SIZE", a->size, "Bytes to read")->required()->check(kNumber);
-    flashReadCmd->add_option("-o,--output", a->output, "File to write the data to")->required();
+    flashReadCmd->add_option("-o,--output", a->output, "File to write the data to, - for stdout")
+        ->required();
     flashReadCmd->callback([a, code] {
-        *code = onDevice(a->device, [a](DeviceSource& s, vx_device_t* d) {
-            return readFlash(s, d, number(a->offset), number(a->size), a->output);
+        if (a->output == "-" && a->device.json) {
+            *code = endWith(a->device, kBadArguments, "-o - and --json both want standard output");
+            return;
+        }
+        *code = onDevice(a->device, number(a->size), [a](Run& r, vx_device_t* d) {
+            return readFlash(r, d, number(a->offset), number(a->size), a->output);
         });
     });
     CLI::App* flashWriteCmd =
@@ -434,18 +773,21 @@ void registerDeviceCommands(CLI::App& app, int& exitCode) {
     flashWriteCmd->add_option("OFFSET", a->offset, "Flash offset")->required()->check(kNumber);
     flashWriteCmd->add_option("FILE", a->file, "Data file")->required();
     flashWriteCmd->callback([a, code] {
-        *code = onDevice(a->device, [a](DeviceSource& s, vx_device_t* d) {
-            return writeFlash(s, d, number(a->offset), a->file);
+        *code = onDevice(a->device, sizeOf(a->file), [a](Run& r, vx_device_t* d) {
+            return writeFlash(r, d, number(a->offset), a->file);
         });
     });
 
+    CLI::App* devicesCmd = app.add_subcommand("devices", "List the cameras the device plugin sees");
+    devicesCmd->add_option("--device-plugin", dev.choice.plugin, "The device plugin");
+    devicesCmd->add_flag("--json", dev.json, "JSON Lines on standard output");
+    devicesCmd->callback([a, code] { *code = listDevices(a->device, false); });
+
     CLI::App* simCmd = app.add_subcommand("sim", "The camera emulator behind --sim");
     simCmd->require_subcommand(1);
-    simCmd->add_subcommand("list", "List the emulated camera models, one a line")->callback([code] {
-        for (const std::string& line : vxsim::modelDescriptions())
-            std::printf("%s\n", line.c_str());
-        *code = kOk;
-    });
+    CLI::App* simListCmd = simCmd->add_subcommand("list", "List the emulated camera models");
+    simListCmd->add_flag("--json", dev.json, "JSON Lines on standard output");
+    simListCmd->callback([a, code] { *code = listDevices(a->device, true); });
 }
 
 }  // namespace vxfw

@@ -14,7 +14,7 @@ namespace {
 // The exit column says what an operation that ends in the state returns. States that are not
 // meant to end an operation map to a failed transfer: the library stopped before completing.
 constexpr StateMeaning kUpgradeStates[] = {
-    {7, "stage done", kOk},  // first stage written: reboot and update again
+    {7, "stage done", kStageDone},  // first stage written: reboot and update again
     {6, "done, duplicates ignored", kOk},
     {5, "verify done", kTransferFailed},
     {4, "transferring", kTransferFailed},

@@ -1,4 +1,5 @@
-// The exit statuses of vxfw, documented in the README. Scripts and CI rely on them.
+// The exit statuses of vxfw, documented in the README and the man page. Scripts, CI and update
+// systems rely on them.
 #pragma once
 
 namespace vxfw {
@@ -6,11 +7,14 @@ namespace vxfw {
 enum ExitCode : int {
     kOk = 0,
     kInternalError = 1,      // a fault of the tool itself
-    kBadArguments = 2,       // wrong command line, or an input file that cannot be read
-    kRefusedFile = 3,        // the library refuses the file (damaged, wrong kind, wrong device)
-    kUnsupportedDevice = 4,  // the camera is not served by this operation
-    kTransferFailed = 5,     // a transfer or verification failed
+    kBadArguments = 2,       // wrong command line, or an input that cannot be read
+    kRefusedFile = 3,        // the file is refused (damaged, wrong kind, wrong device, an older or
+                             // the same version): nothing was written
+    kUnsupportedDevice = 4,  // the camera is not served by this operation: nothing was written
+    kTransferFailed = 5,     // a transfer or verification failed: run the command again
     kDeviceFailure = 6,      // the camera reported a failure or timed out
+    kStageDone = 7,          // first stage written: reboot the camera and run the command again
+    kInterrupted = 8,        // stopped by a signal between transfer steps: run the command again
 };
 
 }  // namespace vxfw

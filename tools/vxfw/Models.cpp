@@ -1,34 +1,31 @@
+// The emulator's models, as its device plugin lists them.
 #include "vxfw/Models.h"
 
-#include <stdexcept>
-
-#include "vxsensor/vx_extension.h"
-#include "vxsim/Models.h"
+#include "vxfw/Plugin.h"
 
 namespace vxfw {
 
 namespace {
 
 std::vector<CameraModel> describeCatalog() {
-    for (const auto& [group, records] : vxsim::groupRecords()) {
-        vx_error* error = nullptr;
-        vx_set_device_info_data(group, records.data(), static_cast<uint32_t>(records.size()),
-                                &error);
-        if (error != nullptr) {
-            vx_delete_error(error);
-            throw std::runtime_error("the emulator's device groups were refused");
-        }
-    }
     std::vector<CameraModel> models;
-    for (const vxsim::ModelInfo& info : vxsim::modelCatalog()) {
-        // What a catalog camera answers: no ISP version unless asked for, and MiroMax cameras
-        // in recovery mode.
+    // Loading the plugin registers the device groups its models need with the library.
+    std::unique_ptr<DevicePlugin> emulator;
+    try {
+        emulator = DevicePlugin::loadEmulator();
+    } catch (const UsageError&) {
+        return models;  // without the emulator there are no models to judge for
+    }
+    for (const Listing& listing : emulator->list()) {
+        // What a catalog camera answers; MiroMax cameras are made in recovery mode.
         libvxsensor::CameraDescription camera;
-        camera.ids = {info.vid, info.pid};
-        camera.connectionType = info.connection;
-        camera.firmwareVersion = info.firmware;
+        camera.ids = {listing.vid, listing.pid};
+        camera.connectionType = listing.connectionType;
+        camera.firmwareVersion = listing.firmwareVersion;
+        camera.ispVersion = listing.ispVersion;
         camera.recoveryMode = true;
-        models.push_back({info.name, camera});
+        if (libvxsensor::isBootloader(camera.ids)) continue;  // judged as the models they are
+        models.push_back({listing.selector, camera});
     }
     return models;
 }

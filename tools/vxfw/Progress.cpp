@@ -139,6 +139,13 @@ void Progress::report(int state, const char* stateName, const std::string& messa
     drawn_ = true;
 }
 
+void Progress::track(int state, const std::string& message, int percent) {
+    reported_ = true;
+    state_ = state;
+    message_ = oneLine(message);
+    percent_ = percent;
+}
+
 void Progress::end() {
     if (drawn_) std::fputc('\n', out_);
     drawn_ = false;

@@ -9,12 +9,16 @@
 #include <optional>
 #include <string>
 
-#include "vxfw/Device.h"
-
 namespace vxfw {
 
 class Progress {
 public:
+    // How long the link has been busy and how many bytes crossed it, when that is known better
+    // than by the wall clock (an emulated link).
+    struct LinkUsage {
+        double seconds = 0.0;
+        uint64_t bytes = 0;
+    };
     using UsageClock = std::function<std::optional<LinkUsage>()>;
 
     // `totalBytes` (0 if unknown) lets a rate be estimated from percentages when the device
@@ -27,6 +31,8 @@ public:
                 bool transfer);
     // Closes a line drawn in place.
     void end();
+    // Keeps a report as the last one without showing it (for output of another form).
+    void track(int state, const std::string& message, int percent);
 
     bool reported() const { return reported_; }
     int state() const { return state_; }

@@ -1,23 +1,50 @@
 // vxfw: the command-line face of libvxsensor_ext.
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <new>
+#include <string>
 
 #include "vxfw/Commands.h"
 #include "vxfw/ExitCodes.h"
+#include "vxsensor/vx_extension.h"
+
+namespace {
+
+// CLI11 calls a misspelt command an unexpected argument; people want to hear which command
+// does not exist, and which do.
+bool unknownCommand(const CLI::App& app, const char* first) {
+    if (first == nullptr || first[0] == '-') return false;
+    std::string known;
+    for (const CLI::App* command : app.get_subcommands({})) {
+        if (command->get_name() == first) return false;
+        known += (known.empty() ? "" : ", ") + command->get_name();
+    }
+    std::fprintf(stderr, "vxfw: unknown command '%s' (commands: %s; vxfw --help tells more)\n",
+                 first, known.c_str());
+    return true;
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
     CLI::App app{
         "vxfw: check firmware and preset files, and update cameras through libvxsensor_ext"};
+    app.set_version_flag(
+        "--version",
+        std::string("vxfw " VXFW_VERSION " (libvxsensor_ext commit ") + vx_get_commit_hash() + ")");
     app.require_subcommand(1);
     int exitCode = vxfw::kOk;
     vxfw::registerFileCommands(app, exitCode);
     vxfw::registerDeviceCommands(app, exitCode);
+    if (argc > 1 && unknownCommand(app, argv[1])) return vxfw::kBadArguments;
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp& e) {
         return app.exit(e);
     } catch (const CLI::CallForAllHelp& e) {
+        return app.exit(e);
+    } catch (const CLI::CallForVersion& e) {
         return app.exit(e);
     } catch (const CLI::ParseError& e) {
         app.exit(e);

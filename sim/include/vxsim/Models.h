@@ -63,6 +63,7 @@ struct ModelInfo {
     uint16_t pid = 0;
     std::string connection = "USB3.0";
     std::string firmware;
+    std::string ispVersion;  // the "IspFwVer" extension info; empty: the camera reports none
     Family family = Family::L840;
     uint16_t bootloaderPid = 0;          // 0: no bootloader mode emulated
     uint32_t customerDataCapacity = 0;   // capacity of raw-data 1052; 0: the model has none

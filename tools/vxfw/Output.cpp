@@ -1,0 +1,98 @@
+#include "vxfw/Output.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "vxsim/LinkModel.h"
+
+namespace vxfw {
+
+void printJsonLine(const Json& object) {
+    std::puts(object.dump(-1, ' ', false, Json::error_handler_t::replace).c_str());
+    std::fflush(stdout);
+}
+
+Output::Output(bool json, Progress::UsageClock usage, uint64_t totalBytes)
+    : json_(json),
+      progress_(stdout, !json && isatty(fileno(stdout)) != 0, std::move(usage), totalBytes) {}
+
+void Output::event(const Json& object, const std::string& text) {
+    if (json_) {
+        printJsonLine(object);
+    } else {
+        progress_.end();
+        std::printf("%s\n", text.c_str());
+    }
+}
+
+void Output::progress(int state, const char* name, const std::string& message, int percent,
+                      bool transfer) {
+    if (!json_) {
+        progress_.report(state, name, message, percent, transfer);
+        return;
+    }
+    // The state is kept for the result either way; the line goes out for every report.
+    progress_.track(state, message, percent);
+    printJsonLine({{"type", "progress"},
+                   {"state", state},
+                   {"name", name},
+                   {"percent", percent},
+                   {"message", message}});
+}
+
+ExitCode Output::finish(ExitCode exit, const std::string& result, std::optional<int> state,
+                        const std::string& message, const RunFigures& f) {
+    Json modelled = Json::object();
+    if (f.modelled) {
+        for (const vxsim::LinkModel& link :
+             {vxsim::LinkModel::usb2(), vxsim::LinkModel::gmsl2(), vxsim::LinkModel::ethernet()}) {
+            modelled[link.name] = link.totalSeconds(f.exchanges, f.bytesSent + f.bytesReceived);
+        }
+    }
+    if (json_) {
+        printJsonLine({{"type", "result"},
+                       {"result", result},
+                       {"state", state ? Json(*state) : Json(nullptr)},
+                       {"message", message},
+                       {"exit", static_cast<int>(exit)},
+                       {"exchanges", f.exchanges},
+                       {"failedExchanges", f.failedExchanges},
+                       {"bytesSent", f.bytesSent},
+                       {"bytesReceived", f.bytesReceived},
+                       {"seconds", f.seconds},
+                       {"modelledSeconds", modelled},
+                       {"skippedPauseSeconds", f.skippedPauseSeconds}});
+        return exit;
+    }
+    progress_.end();
+    if (state) {
+        std::printf("Result: %s (%d): %s\n", result.c_str(), *state, oneLine(message).c_str());
+    } else {
+        std::printf("Result: %s: %s\n", result.c_str(), oneLine(message).c_str());
+    }
+    std::printf("Exchanges: %llu (%llu failed), %llu bytes sent, %llu received\n",
+                static_cast<unsigned long long>(f.exchanges),
+                static_cast<unsigned long long>(f.failedExchanges),
+                static_cast<unsigned long long>(f.bytesSent),
+                static_cast<unsigned long long>(f.bytesReceived));
+    if (!f.cameraReport.empty()) std::printf("%s\n", f.cameraReport.c_str());
+    if (f.modelled) {
+        std::string links;
+        for (const auto& [name, seconds] : modelled.items()) {
+            links +=
+                (links.empty() ? "" : ", ") + name + " " + formatDuration(seconds.get<double>());
+        }
+        std::printf("Modelled link time: %s\n", links.c_str());
+    }
+    std::printf("Library time: %s (wall clock)", formatDuration(f.seconds).c_str());
+    if (f.skippedPauseSeconds > 0.0) {
+        std::printf("; %s of pauses skipped (the emulated camera needs none)",
+                    formatDuration(f.skippedPauseSeconds).c_str());
+    }
+    std::printf("\n");
+    std::fflush(stdout);
+    return exit;
+}
+
+}  // namespace vxfw
