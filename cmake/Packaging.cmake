@@ -15,6 +15,8 @@ foreach(lib vxsensor_ext vxsensor_sim)
 endforeach()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/vxsensor DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/sim/include/vxsim DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+# The emulator's guide goes with its headers, where a test writer looks.
+install(FILES ${PROJECT_SOURCE_DIR}/sim/README.md DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vxsim)
 
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/vxsensor_extConfig.cmake.in
   ${PROJECT_BINARY_DIR}/vxsensor_extConfig.cmake INSTALL_DESTINATION ${VXSENSOR_CMAKE_DIR})

@@ -61,6 +61,7 @@ Verdict judge(PresetCountState presetCount, const std::function<CheckResult()>& 
         const std::optional<UnwrittenEnd>& end = result.unwritten;
         if (!end) {
             verdict.accepted = true;
+            verdict.state = result.endState;
             verdict.writes = std::move(result.writes);
         } else if (end->silent) {
             verdict.message = firmwaremsg::kNothingToWrite;

@@ -31,12 +31,13 @@ struct Verdict {
     // It would write the file, or end well without writing (a camera that already runs the one
     // ISP part of a container).
     bool accepted = false;
-    // Otherwise the state and message it would report: a refusal's, as translateExceptions turns
-    // it into a state, a report of its own, or firmwaremsg::kNothingToWrite for a container
-    // without components, which an update ends silently.
+    // The state it would end in; when not accepted, with the message it would report: a
+    // refusal's, as translateExceptions turns it into a state, a report of its own, or
+    // firmwaremsg::kNothingToWrite for a container without components, which an update ends
+    // silently.
     VXUpgradeState state = VX_UPGRADE_STATE_FAILED;
     std::string message;
-    // Accepted: what it would write.
+    // Accepted: what it would write, and the state it would end in (done, or first stage done).
     std::vector<PlannedWrite> writes;
 };
 

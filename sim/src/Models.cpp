@@ -144,7 +144,7 @@ std::string trim(const std::string& text) {
 const char* const kOptionList =
     "conn=USB2.0|USB3.0|GMSL2|Ethernet, fw=VERSION, boot, flash=SIZE, isp=VERSION, "
     "saveinfo=primary|fallback; with --sim also fault=TARGET[@N]:KIND[:VALUE], disappear=N, "
-    "install=ok|fail|never, state=FILE";
+    "install=ok|fail|never, state=FILE, interrupt=N[:COUNT]";
 
 [[noreturn]] void refuse(const std::string& description, const std::string& why) {
     throw std::invalid_argument("camera description '" + description + "': " + why);

@@ -10,7 +10,7 @@
 #include <string>
 
 #include "Session.h"
-#include "vxsensor/vx_device_plugin.h"
+#include "vxsim/plugin.h"
 
 namespace {
 
@@ -143,5 +143,9 @@ const vx_device_plugin kPlugin = {
 
 extern "C" __attribute__((visibility("default"))) const vx_device_plugin* vx_device_plugin_entry(
     const char* /*options*/) {
+    return &kPlugin;
+}
+
+extern "C" __attribute__((visibility("default"))) const vx_device_plugin* vxsim_device_plugin() {
     return &kPlugin;
 }

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -139,6 +140,30 @@ FaultRule parseFault(const std::string& text) {
                : FaultRule::onOpcode(*opcode, fault);
 }
 
+// interrupt=N[:COUNT]: the process gets SIGINT once exchange N has been answered (and again after
+// each of the next COUNT-1 exchanges), as if its user pressed Ctrl-C right then: how the tool's
+// interrupt handling is tested at a chosen point of a transfer.
+class Interrupter : public Responder {
+public:
+    Interrupter(std::shared_ptr<Responder> inner, uint64_t after, uint64_t count)
+        : inner_(std::move(inner)), after_(after), count_(count) {}
+    Reply exchange(const std::vector<uint8_t>& request, uint32_t capacity) override {
+        Reply reply = inner_->exchange(request, capacity);
+        ++seen_;
+        if (seen_ >= after_ && seen_ < after_ + count_) ::raise(SIGINT);
+        return reply;
+    }
+    bool structuredData(uint32_t id, std::vector<uint8_t>& out) override {
+        return inner_->structuredData(id, out);
+    }
+
+private:
+    std::shared_ptr<Responder> inner_;
+    uint64_t after_;
+    uint64_t count_;
+    uint64_t seen_ = 0;
+};
+
 InstallScript installNamed(const std::string& outcome) {
     if (outcome == "ok") return quickInstall();
     if (outcome == "fail") {
@@ -180,6 +205,7 @@ Session::Session(const std::string& description) {
     std::vector<FaultRule> faults;
     std::optional<uint64_t> disappearAfter;
     std::optional<InstallScript> install;
+    std::optional<std::pair<uint64_t, uint64_t>> interruptAt;
     for (size_t i = 1; i < parts.size(); ++i) {
         const size_t eq = parts[i].find('=');
         const std::string key = parts[i].substr(0, eq);
@@ -190,6 +216,15 @@ Session::Session(const std::string& description) {
             disappearAfter = parseNumber(value, UINT32_MAX);
             if (!disappearAfter)
                 throw std::invalid_argument("disappear=" + value + ": not a count");
+        } else if (key == "interrupt") {
+            const std::vector<std::string> n = split(value, ':');
+            const auto after = parseNumber(n[0], UINT32_MAX);
+            const auto count = n.size() == 2 ? parseNumber(n[1], 3) : std::optional<uint64_t>(1);
+            if (!after || *after == 0 || !count || *count == 0 || n.size() > 2) {
+                throw std::invalid_argument("interrupt=" + value +
+                                            ": N[:COUNT], N from 1, COUNT 1 to 3");
+            }
+            interruptAt = std::make_pair(*after, *count);
         } else if (key == "install") {
             install = installNamed(value);
         } else if (key == "state") {
@@ -206,6 +241,11 @@ Session::Session(const std::string& description) {
     camera_->device().setRecording(false);
     for (const FaultRule& rule : faults) camera_->faults().add(rule);
     if (disappearAfter) camera_->faults().disappearAfter(*disappearAfter);
+    if (interruptAt) {
+        Device& device = camera_->device();
+        device.setResponder(std::make_shared<Interrupter>(device.sharedResponder(),
+                                                          interruptAt->first, interruptAt->second));
+    }
     if (!stateFile_.empty()) load();
 }
 

@@ -43,6 +43,8 @@ struct PlannedWrite {
 struct CheckResult {
     std::optional<UnwrittenEnd> unwritten;
     std::vector<PlannedWrite> writes;
+    // How the update ends when its writes go through: done, or only its first stage done.
+    VXUpgradeState endState = VX_UPGRADE_STATE_DONE;
 };
 
 class IFirmwareUpdater {

@@ -101,7 +101,7 @@ bool L5ProFirmwareUpdater::isPresetFirmware(ByteView data) {
 }
 
 CheckResult L5ProFirmwareUpdater::check(DeviceFacts& facts, ByteView data) {
-    CheckResult result{prepare(facts, data), {}};
+    CheckResult result{prepare(facts, data), {}, VX_UPGRADE_STATE_DONE};
     if (!result.unwritten) {
         const bool preset = isPresetFirmware(data);
         result.writes.push_back({preset ? "preset package" : "image", false,

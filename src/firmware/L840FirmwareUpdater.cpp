@@ -151,7 +151,7 @@ TransferWording wordingFor(const std::string& name, bool last, const Plan& plan)
 
 CheckResult L840FirmwareUpdater::check(DeviceFacts& facts, ByteView data) {
     const Plan plan = prepare(facts, data);
-    CheckResult result{plan.unwritten, {}};
+    CheckResult result{plan.unwritten, {}, plan.finalState};
     if (plan.unwritten) return result;
     for (const L840FirmwareData& component : plan.container->getFirmwareDataList()) {
         const Step step = plan.stepFor(component);

@@ -51,7 +51,45 @@ if(VXFW)
   if(NOT EXISTS ${prefix}/${COMPLETION})
     message(FATAL_ERROR "no bash completion at ${prefix}/${COMPLETION}")
   endif()
+
+  # The emulator is found beside the moved vxfw; an integrator's plugin, built outside the
+  # project against the installed headers, drives an update.
+  run("vxfw pack from the moved prefix" env -i ${prefix}/bin/vxfw pack
+    ${SOURCE_DIR}/../../tools/device/l840-firmware.json -o ${WORK_DIR}/rig.fw)
+  run("vxfw --sim from the moved prefix" env -i ${prefix}/bin/vxfw update ${WORK_DIR}/rig.fw
+    --sim l840)
+  run("plugin configure" ${CMAKE_COMMAND} -S ${SOURCE_DIR}/../plugin -B ${WORK_DIR}/plugin
+    -DCMAKE_PREFIX_PATH=${prefix})
+  run("plugin build" ${CMAKE_COMMAND} --build ${WORK_DIR}/plugin)
+  file(GLOB plugin ${WORK_DIR}/plugin/*rig_plugin.so)
+  run("vxfw devices with the plugin" env -i ${prefix}/bin/vxfw devices --device-plugin ${plugin})
+  if(NOT run_output MATCHES "rig0  L840 on the left arm\nrig1")
+    message(FATAL_ERROR "vxfw devices did not list the rig's cameras:\n${run_output}")
+  endif()
+  run("vxfw update through the plugin" env -i VXFW_DEVICE_PLUGIN=${plugin} ${prefix}/bin/vxfw
+    update ${WORK_DIR}/rig.fw --device rig0)
+  if(NOT run_output MATCHES "Result: done \\(3\\)")
+    message(FATAL_ERROR "the update through the plugin did not finish:\n${run_output}")
+  endif()
 endif()
+
+# The emulator's README is installed with its headers, and its example builds as shown.
+file(READ ${prefix}/include/vxsim/README.md readme)
+if(NOT readme MATCHES "```cpp\n(#include[^`]*)```")
+  message(FATAL_ERROR "the installed emulator README has no example program")
+endif()
+file(WRITE ${WORK_DIR}/example/example.cpp "${CMAKE_MATCH_1}")
+file(WRITE ${WORK_DIR}/example/CMakeLists.txt "cmake_minimum_required(VERSION 3.25)
+project(example LANGUAGES CXX)
+set(CMAKE_CXX_STANDARD 17)
+find_package(vxsensor_ext 1 REQUIRED COMPONENTS sim)
+add_executable(example example.cpp)
+target_link_libraries(example PRIVATE vxsensor::vxsensor_ext vxsensor::vxsensor_sim)
+")
+run("README example configure" ${CMAKE_COMMAND} -S ${WORK_DIR}/example -B ${WORK_DIR}/example/build
+  -DCMAKE_PREFIX_PATH=${prefix})
+run("README example build" ${CMAKE_COMMAND} --build ${WORK_DIR}/example/build)
+run("README example" ${WORK_DIR}/example/build/example)
 
 run("consumer configure" ${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/build
   -DCMAKE_PREFIX_PATH=${prefix})

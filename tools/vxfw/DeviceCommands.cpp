@@ -130,7 +130,8 @@ std::string interruptedMessage() {
                       w.flash ? "" : "raw-data ", w.where);
         held += text;
     }
-    std::string message = held.empty() ? "nothing was written" : "the camera acknowledged" + held;
+    std::string message = held.empty() ? "the camera acknowledged no complete write"
+                                       : "the camera acknowledged" + held;
     if (const auto open = seam::unfinishedWrite()) {
         char text[96];
         std::snprintf(text, sizeof text, "; the write of %u bytes at %s0x%X was cut short",
@@ -174,6 +175,11 @@ public:
     }
     ExitCode finish(const StateMeaning& meaning, const std::string& message) {
         if (seam::stoppedByInterrupt()) return interrupted();
+        if (seam::interruptCount() > 0) {
+            out.event({{"type", "note"},
+                       {"text", "interrupted during the last transfer step, which finished"}},
+                      "Interrupted during the last transfer step, which finished.");
+        }
         return finish(meaning.exit, meaning.name, meaning.state, message);
     }
     ExitCode fail(const char* what, const std::exception& error) {
@@ -381,8 +387,14 @@ ExitCode finishDryRun(Run& run, const libvxsensor::Verdict& verdict) {
         return run.finish(exit, "dry run: refused", verdict.state, verdict.message);
     }
     showPlan(run, verdict.writes);
-    return run.finish(kOk, "dry run: accepted", std::nullopt,
-                      "the checks passed; nothing was written");
+    // An update that would only finish its first stage ends the dry run as it would the real
+    // one, so a script plans the reboot either way.
+    const StateMeaning end = upgradeState(verdict.state);
+    return run.finish(end.exit, "dry run: accepted", verdict.state,
+                      end.exit == kStageDone
+                          ? "the checks passed; nothing was written; the update would finish its "
+                            "first stage (then reboot the camera and run it again)"
+                          : "the checks passed; nothing was written");
 }
 
 // ---- Operations -------------------------------------------------------------------------------

@@ -22,10 +22,10 @@ void registerFileCommands(CLI::App& app, int& exitCode) {
 
     CLI::App* inspect = app.add_subcommand(
         "inspect",
-        "Tell each file's kind, its fields and components, the cameras it fits and "
-        "whether the library would refuse it");
+        "Tell each file's kind, its fields and records, and what an update of each camera "
+        "model would come to, as the library judges it");
     inspect->add_option("files", options->files, "Firmware or preset files")->required();
-    inspect->add_flag("--json", options->json, "Print one JSON document for all files");
+    inspect->add_flag("--json", options->json, "JSON Lines: one object per file, then a result");
     inspect->callback(
         [options, &exitCode] { exitCode = runInspect(options->files, options->json); });
 
@@ -37,8 +37,9 @@ void registerFileCommands(CLI::App& app, int& exitCode) {
     pack->add_option("-o,--output", options->output, "The file to write")->required();
     pack->add_flag("--allow-empty", options->allowEmpty,
                    "Write a container without components too (cameras take it and write nothing)");
+    pack->add_flag("--json", options->json, "JSON Lines: the result as one object");
     pack->callback([options, &exitCode] {
-        exitCode = runPack(options->manifest, options->output, options->allowEmpty);
+        exitCode = runPack(options->manifest, options->output, options->allowEmpty, options->json);
     });
 }
 

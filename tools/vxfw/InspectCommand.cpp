@@ -1,8 +1,8 @@
 // vxfw inspect FILE... [--json]: what each file is and whether the library would take it.
 // Nothing is sent anywhere.
 //
-// --json prints one document for all files:
-//   {"files": [{
+// --json prints JSON Lines: one object per file, then a result with the exit status:
+//   {"type": "file",
 //      "path": "fw.bin",
 //      "readable": true,                      false: "error" holds the reason, nothing else follows
 //      "size": 8520,
@@ -25,8 +25,8 @@
 //                                             `vxfw update FILE --sim MODEL` comes to, as the
 //                                             library judges it before writing
 //      "presetModels": [...],                 preset files: the same for `vxfw presets`
-//      "notes": ["..."]
-//   }]}
+//      "notes": ["..."]}
+//   {"type": "result", "result": "accepted", "files": 1, "exit": 0}
 // Exit status: 2 when a file cannot be read, else 3 when a file is refused or of unknown kind,
 // else 0.
 #include <algorithm>
@@ -40,6 +40,7 @@
 
 #include "vxfw/ExitCodes.h"
 #include "vxfw/InspectFile.h"
+#include "vxfw/Output.h"
 
 namespace vxfw {
 
@@ -183,29 +184,35 @@ void printHuman(const std::string& path, const Json& file) {
 
 int runInspect(const std::vector<std::string>& paths, bool json) {
     int code = kOk;
-    Json files = Json::array();
     for (const std::string& path : paths) {
         Bytes data;
         std::string error;
+        Json file{{"type", "file"}, {"path", path}};
         if (!readWholeFile(path, data, error)) {
             code = kBadArguments;
-            files.push_back({{"path", path}, {"readable", false}, {"error", error}});
-            if (!json) {
+            file.update({{"readable", false}, {"error", error}});
+            if (json) {
+                printJsonLine(file);
+            } else {
                 std::fprintf(stderr, "%s: cannot read: %s\n", printable(path).c_str(),
                              error.c_str());
             }
             continue;
         }
-        Json file{{"path", path}, {"readable", true}};
+        file["readable"] = true;
         file.update(describeFile(data));
         if (file["accepted"] != true && code == kOk) code = kRefusedFile;
-        if (!json) printHuman(path, file);
-        files.push_back(std::move(file));
+        if (json) {
+            printJsonLine(file);
+        } else {
+            printHuman(path, file);
+        }
     }
     if (json) {
-        // Texts come from the files: invalid UTF-8 is replaced rather than refused.
-        const Json document{{"files", files}};
-        std::puts(document.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
+        printJsonLine({{"type", "result"},
+                       {"result", code == kOk ? "accepted" : "not accepted"},
+                       {"files", paths.size()},
+                       {"exit", code}});
     }
     return code;
 }

@@ -55,6 +55,7 @@
 #include "presets/L840OptionalDepthPresetsParser.h"
 #include "vxfw/ExitCodes.h"
 #include "vxfw/InspectFile.h"
+#include "vxfw/Output.h"
 #include "vxfw/PackManifest.h"
 
 namespace vxfw {
@@ -221,21 +222,39 @@ Build buildFromManifest(const std::string& manifestPath, bool allowEmpty) {
 
 }  // namespace
 
-int runPack(const std::string& manifestPath, const std::string& outputPath, bool allowEmpty) {
+int runPack(const std::string& manifestPath, const std::string& outputPath, bool allowEmpty,
+            bool json) {
+    const auto fail = [&](const std::string& message) {
+        std::fprintf(stderr, "vxfw pack: %s\n", message.c_str());
+        if (json) {
+            printJsonLine({{"type", "result"},
+                           {"result", "refused"},
+                           {"message", message},
+                           {"exit", static_cast<int>(kBadArguments)}});
+        }
+        return kBadArguments;
+    };
     Build b;
     try {
         b = buildFromManifest(manifestPath, allowEmpty);
     } catch (const ManifestError& e) {
-        std::fprintf(stderr, "vxfw pack: %s: %s\n", manifestPath.c_str(), e.what());
-        return kBadArguments;
+        return fail(manifestPath + ": " + e.what());
     }
     std::string error;
     if (!writeWholeFile(outputPath, b.out, error)) {
-        std::fprintf(stderr, "vxfw pack: cannot write %s: %s\n", outputPath.c_str(), error.c_str());
-        return kBadArguments;
+        return fail("cannot write " + outputPath + ": " + error);
     }
-    std::printf("wrote %s: %zu bytes%s\n", outputPath.c_str(), b.out.size(),
-                b.damaged ? ", damaged on purpose" : "");
+    if (json) {
+        printJsonLine({{"type", "result"},
+                       {"result", "written"},
+                       {"path", outputPath},
+                       {"size", b.out.size()},
+                       {"damaged", b.damaged},
+                       {"exit", 0}});
+    } else {
+        std::printf("wrote %s: %zu bytes%s\n", outputPath.c_str(), b.out.size(),
+                    b.damaged ? ", damaged on purpose" : "");
+    }
     return kOk;
 }
 

@@ -18,7 +18,8 @@ namespace vxfw {
 // vxfw pack: builds the file a manifest describes; returns the exit status.
 // `allowEmpty`: write a container without components too (the library takes it and writes
 // nothing, so pack refuses it unless asked).
-int runPack(const std::string& manifestPath, const std::string& outputPath, bool allowEmpty);
+int runPack(const std::string& manifestPath, const std::string& outputPath, bool allowEmpty,
+            bool json);
 
 namespace pack {
 
