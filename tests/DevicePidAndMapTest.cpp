@@ -83,6 +83,8 @@ TEST_F(DeviceGroupTables, EachGroupReplacesOnlyItsOwnTable) {
 TEST_F(DeviceGroupTables, FamiliesFollowTheFactoriesOrder) {
     const Bytes l945se{0x6E, 0x3A, 0x0E, 0x06};  // an OpenNI pid, listed as L945Se
     ASSERT_EQ(fill(6, l945se, 4), SetDeviceInfoResult::Ok);
+    const Bytes foreign{0x34, 0x12, 0x00, 0x08};  // group tables carry their own vendor ids
+    ASSERT_EQ(fill(4, foreign, 4), SetDeviceInfoResult::Ok);
     const struct {
         DeviceIds ids;
         FirmwareFamily firmware;
@@ -95,6 +97,7 @@ TEST_F(DeviceGroupTables, FamiliesFollowTheFactoriesOrder) {
         {{0x3A6E, 0x0808}, FirmwareFamily::L5, PresetFamily::None, CustomerDataFamily::None},
         {{0x3A6E, 0x0843}, FirmwareFamily::L840, PresetFamily::L840, CustomerDataFamily::None},
         {{0x1234, 0x0843}, FirmwareFamily::None, PresetFamily::None, CustomerDataFamily::None},
+        {{0x1234, 0x0800}, FirmwareFamily::L840, PresetFamily::L840, CustomerDataFamily::None},
         {{0x3A6E, 0x0400},
          FirmwareFamily::Bootloader,
          PresetFamily::None,
