@@ -69,6 +69,18 @@ Outcome firmwareUpdate(EmulatedCamera& cam, const std::vector<uint8_t>& file,
     return o;
 }
 
+// An operation that reports through exceptions: it returns or it throws, one outcome either way.
+Outcome thrownOrNot(const std::function<void()>& operation) {
+    Outcome o;
+    o.finals = 1;
+    try {
+        operation();
+        o.success = true;
+    } catch (const std::exception&) {
+    }
+    return o;
+}
+
 const std::vector<uint8_t> kBoot = bytes(1000, 1);
 const std::vector<uint8_t> kMain = bytes(1500, 2);
 const std::vector<uint8_t> kFlash = bytes(3000, 3);
@@ -175,13 +187,8 @@ std::vector<Operation> operations() {
         {"customer data write", "l840", 64,
          [](EmulatedCamera& cam) {
              const auto data = bytes(128, 6);
-             Outcome o;
-             try {
-                 vx_device_write_customer_data_ext(cam.handle(), data.data(), 128);
-                 o.success = true;
-             } catch (const std::exception&) {
-             }
-             o.finals = 1;
+             Outcome o = thrownOrNot(
+                 [&] { vx_device_write_customer_data_ext(cam.handle(), data.data(), 128); });
              o.holdsImage = cam.camera().rawData(vxsim::kCustomerDataId) == data;
              return o;
          }},
@@ -190,45 +197,28 @@ std::vector<Operation> operations() {
              cam.camera().setRawData(vxsim::kCustomerDataId, bytes(100, 7));
              std::vector<uint8_t> back(128, 0);
              uint32_t size = 128;
-             Outcome o;
-             try {
-                 vx_device_read_customer_data_ext(cam.handle(), back.data(), &size);
-                 o.success = true;
-                 back.resize(size);
-                 // Raw-data answers carry no checksum either (see the plain flash read).
-                 o.holdsImage =
-                     back.size() == 100 && (back == bytes(100, 7) ||
-                                            cam.faults().injected(vxsim::FaultKind::BitFlip) > 0);
-             } catch (const std::exception&) {
-             }
-             o.finals = 1;
+             Outcome o = thrownOrNot(
+                 [&] { vx_device_read_customer_data_ext(cam.handle(), back.data(), &size); });
+             back.resize(size);
+             // Raw-data answers carry no checksum either (see the plain flash read).
+             o.holdsImage =
+                 back.size() == 100 &&
+                 (back == bytes(100, 7) || cam.faults().injected(vxsim::FaultKind::BitFlip) > 0);
              return o;
          }},
     };
 }
 
+// The last one flips the low bit of a saved product id, as a bootloader's save-info answer
+// carries it.
 const std::vector<Fault> kVariants = {
-    Fault::transportError(),
-    Fault::staleRequestId(),
-    Fault::busy(),
-    Fault::deviceError(1),
-    Fault::deviceError(0x7FFF),
-    Fault::deviceWarning(0x8001),
-    Fault::badMagic(),
-    Fault::truncate(0),
-    Fault::truncate(9),
-    Fault::truncate(10),
-    Fault::truncate(12),
-    Fault::overlongBody(1),
-    Fault::overlongBody(100),
-    Fault::overlongLength(1),
-    Fault::bitFlip(0),
-    Fault::bitFlip(83),
-    Fault::bitFlip(1001),
-    Fault::disappear(),
-    // The low bit of a saved product id, as a bootloader's save-info answer carries it.
-    Fault::bitFlip(272),
-};
+    Fault::transportError(),  Fault::staleRequestId(),    Fault::busy(),
+    Fault::deviceError(1),    Fault::deviceError(0x7FFF), Fault::deviceWarning(0x8001),
+    Fault::badMagic(),        Fault::truncate(0),         Fault::truncate(9),
+    Fault::truncate(10),      Fault::truncate(12),        Fault::overlongBody(1),
+    Fault::overlongBody(100), Fault::overlongLength(1),   Fault::bitFlip(0),
+    Fault::bitFlip(83),       Fault::bitFlip(1001),       Fault::disappear(),
+    Fault::bitFlip(272)};
 
 void noSleep(uint32_t) {}
 

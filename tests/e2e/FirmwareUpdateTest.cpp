@@ -119,44 +119,40 @@ TEST_F(FirmwareUpdateTest, L840ComponentsLandInFlashWithTheirMessages) {
     EXPECT_TRUE(inFlash(*cam, 0x100000, main_));
 }
 
-TEST_F(FirmwareUpdateTest, L840BootloaderModeFinishesTheFirstStage) {
-    UpgradeRecorder r;
-    const auto cam = run(
-        "l840,boot",
-        C().serial("Lumex 840").component(R().address(0x100000).data(main_).pids({0x0800})).write(),
-        r);
-    EXPECT_EQ(r.last(), (UpgradeReport{7,
-                                       "Firmware update completed! Please manually reboot your "
-                                       "device, then perform the update again to finish",
-                                       100}));
-    EXPECT_TRUE(inFlash(*cam, 0x100000, main_));
-}
-
 // Only what will be written is judged by its write size: a component meant for another product,
 // or the ISP firmware the camera already runs, is never read, so it cannot refuse the file.
-TEST_F(FirmwareUpdateTest, L840SkipsWhatIsNotTheCamerasAndSucceedsWithTheRest) {
-    const struct {
-        const char* camera;
-        std::vector<uint8_t> file;
-    } cases[] = {
-        {"l840,isp=2.0.1", C().serial("Lumex 840")
-                               .component(R().pids({0x0999}).writeSize(5000))
-                               .component(R().address(0x500000).version("2.0.1").writeSize(9))
-                               .component(R().address(0x10000).data(boot))
-                               .write()},
+TEST_F(FirmwareUpdateTest, L840WritesWhatIsTheCamerasAndSkipsTheRest) {
+    const UpgradeReport firstStage{7,
+                                   "Firmware update completed! Please manually reboot your "
+                                   "device, then perform the update again to finish",
+                                   100};
+    const std::tuple<const char*, std::vector<uint8_t>, UpgradeReport> cases[] = {
+        {"l840,isp=2.0.1",
+         C().serial("Lumex 840")
+             .component(R().pids({0x0999}).writeSize(5000))
+             .component(R().address(0x500000).version("2.0.1").writeSize(9))
+             .component(R().address(0x10000).data(boot))
+             .write(),
+         kUpdated},
         // A last component that does not fit after one that was written.
-        {"l840", C().serial("Lumex 840")
-                     .component(R().address(0x10000).data(boot))
-                     .component(R().pids({0x0999}))
-                     .write()},
+        {"l840",
+         C().serial("Lumex 840")
+             .component(R().address(0x10000).data(boot))
+             .component(R().pids({0x0999}))
+             .write(),
+         kUpdated},
         // The L845Se takes firmware from the cut-off date on.
-        {"l845se", C().date("20250408").component(R().address(0x10000).data(boot)).write()},
+        {"l845se", C().date("20250408").component(R().address(0x10000).data(boot)).write(),
+         kUpdated},
+        {"l840,boot",
+         C().serial("Lumex 840").component(R().address(0x10000).data(boot).pids({0x0800})).write(),
+         firstStage},
     };
-    for (const auto& c : cases) {
+    for (const auto& [camera, file, last] : cases) {
         UpgradeRecorder r;
-        const auto cam = run(c.camera, c.file, r);
-        EXPECT_EQ(r.last(), kUpdated) << c.camera;
-        EXPECT_TRUE(inFlash(*cam, 0x10000, boot)) << c.camera;
+        const auto cam = run(camera, file, r);
+        EXPECT_EQ(r.last(), last) << camera;
+        EXPECT_TRUE(inFlash(*cam, 0x10000, boot)) << camera;
     }
 }
 
@@ -191,91 +187,60 @@ TEST_F(FirmwareUpdateTest, FromAFile) {
 // A failure is kept, not reported, while attempts remain; after the fifth only the last one is
 // reported, once, with percentage 0. Only KovraA cameras pause between attempts.
 TEST_F(FirmwareUpdateTest, RetryRules) {
-    constexpr uint32_t kOpenNIWrites = 0x20000 / 64;  // flash writes per attempt
-    const auto eraseFails = [](uint64_t n) {
-        return FaultRule::onOpcode(wire::EraseFlash, n, Fault::deviceError(9));
-    };
-    const struct {
-        const char* name;
+    struct Retry {
         const char* camera;
         std::vector<uint8_t> file;
         std::vector<FaultRule> faults;
-        Reports failures;
-        size_t attempts;
+        Reports failures;  // none: the update ends well
+        size_t attempts;   // transfers begun
         std::vector<uint32_t> pauses;
-    } cases[] = {
-        {"l5: verify, then transfer failure, then success",
-         "l5",
-         L5ImageWriter().write(),
-         {FaultRule::onOpcode(wire::ReadFlash, 0, Fault::bitFlip(3)),
-          FaultRule::onOpcode(wire::WriteFlash, 2, Fault::transportError())},
-         {},
-         3,
-         {}},
-        {"openni: verify, then transfer failure, then success",
-         "openni",
-         bytes(0x20000, 7),
-         {FaultRule::onOpcode(wire::ReadFlash, 0, Fault::bitFlip(3)),
-          FaultRule::onOpcode(wire::WriteFlash, kOpenNIWrites + 5, Fault::transportError())},
-         {},
-         3,
-         {}},
-        {"l5: four verify failures, then a transfer failure",
-         "l5",
-         L5ImageWriter().write(),
-         {FaultRule::onOpcode(wire::ReadFlash, Fault::bitFlip(3)),
-          FaultRule::onOpcode(wire::WriteFlash, 8, Fault::deviceError(9))},
-         {{-13, kTransferFailed, 0}},
-         5,
-         {}},
-        {"openni: four transfer failures, then a verify failure",
-         "openni",
-         bytes(0x20000, 7),
-         {eraseFails(0), eraseFails(1), eraseFails(2), eraseFails(3),
-          FaultRule::onOpcode(wire::ReadFlash, 0, Fault::bitFlip(3))},
-         {{-1, "Firmware data verify failed!", 0}},
-         5,
-         {}},
-        {"l840: a component failing five times ends the update, the next one untouched",
-         "l840",
-         bootAndMain(),
-         {FaultRule::onOpcode(wire::WriteFlash, Fault::deviceError(9))},
-         {{-13, "The boot firmware data transfer failed!", 0}},
-         5,
-         {}},
-        {"l840: two failed attempts, then success",
-         "l840",
-         C().serial("Lumex 840").component(R().data(main_)).write(),
-         {FaultRule::onOpcode(wire::ReadFlash, 0, Fault::bitFlip(3)),
-          FaultRule::onOpcode(wire::WriteFlash, 4, Fault::transportError())},
-         {},
-         3,
-         {}},
-        {"kovra-a: two seconds between attempts",
-         "kovra-a",
-         C().serial("Kovra A").component(R()).write(),
-         {FaultRule::onOpcode(wire::EraseFlash, Fault::transportError())},
-         {{-13, "The main firmware data transfer failed!", 0}},
-         5,
-         {2000, 2000, 2000, 2000}},
-        {"l5pro: two failed transfers, then success",
-         "l5pro",
-         l5proImage(),
-         {FaultRule::onOpcode(wire::WriteData, 0, Fault::deviceError(9)),
-          FaultRule::onOpcode(wire::WriteData, 1, Fault::transportError())},
-         {},
-         3,
-         {}},
-        {"l5pro: five failed transfers",
-         "l5pro",
-         l5proImage(),
-         {FaultRule::onOpcode(wire::WriteData, Fault::deviceError(9))},
-         {{-13, kTransferFailed, 0}},
-         5,
-         {}},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
+    const auto retry = [](const char* camera, std::vector<uint8_t> file,
+                          std::vector<FaultRule> faults, Reports failures, size_t attempts,
+                          std::vector<uint32_t> pauses = {}) {
+        return Retry{camera,   std::move(file),  std::move(faults), std::move(failures),
+                     attempts, std::move(pauses)};
+    };
+    const auto on = [](uint16_t opcode, uint64_t n, Fault fault) {
+        return FaultRule::onOpcode(opcode, n, fault);
+    };
+    const auto always = [](uint16_t opcode, Fault fault) {
+        return FaultRule::onOpcode(opcode, fault);
+    };
+    const Fault flip = Fault::bitFlip(3), lost = Fault::transportError(),
+                refused = Fault::deviceError(9);
+    constexpr uint32_t kOpenNIWrites = 0x20000 / 64;  // flash writes per attempt
+    const Retry cases[] = {
+        // A verify failure, then a transfer failure, then success.
+        retry("l5", L5ImageWriter().write(),
+              {on(wire::ReadFlash, 0, flip), on(wire::WriteFlash, 2, lost)}, {}, 3),
+        retry("openni", bytes(0x20000, 7),
+              {on(wire::ReadFlash, 0, flip), on(wire::WriteFlash, kOpenNIWrites + 5, lost)}, {}, 3),
+        retry("l840", C().serial("Lumex 840").component(R().data(main_)).write(),
+              {on(wire::ReadFlash, 0, flip), on(wire::WriteFlash, 4, lost)}, {}, 3),
+        retry("l5pro", l5proImage(),
+              {on(wire::WriteData, 0, refused), on(wire::WriteData, 1, lost)}, {}, 3),
+        // Four verify failures, then a transfer failure; four transfer failures, then a verify
+        // failure: the last one is reported.
+        retry("l5", L5ImageWriter().write(),
+              {always(wire::ReadFlash, flip), on(wire::WriteFlash, 8, refused)},
+              {{-13, kTransferFailed, 0}}, 5),
+        retry("openni", bytes(0x20000, 7),
+              {on(wire::EraseFlash, 0, refused), on(wire::EraseFlash, 1, refused),
+               on(wire::EraseFlash, 2, refused), on(wire::EraseFlash, 3, refused),
+               on(wire::ReadFlash, 0, flip)},
+              {{-1, "Firmware data verify failed!", 0}}, 5),
+        // A component failing five times ends the update; the next one is left alone.
+        retry("l840", bootAndMain(), {always(wire::WriteFlash, refused)},
+              {{-13, "The boot firmware data transfer failed!", 0}}, 5),
+        retry("kovra-a", C().serial("Kovra A").component(R()).write(),
+              {always(wire::EraseFlash, lost)},
+              {{-13, "The main firmware data transfer failed!", 0}}, 5, {2000, 2000, 2000, 2000}),
+        retry("l5pro", l5proImage(), {always(wire::WriteData, refused)},
+              {{-13, kTransferFailed, 0}}, 5),
+    };
+    for (const Retry& c : cases) {
+        SCOPED_TRACE(std::string(c.camera) + " " + std::to_string(c.faults.size()));
         auto cam = vxsim::makeCamera(c.camera);
         for (const FaultRule& rule : c.faults) cam->faults().add(rule);
         g_sleeps.clear();

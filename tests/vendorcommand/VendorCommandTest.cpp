@@ -7,10 +7,8 @@
 #include <stdexcept>
 
 #include "DevicePidAndMap.h"
+#include "support/Catalog.h"
 #include "support/Progress.h"
-#include "support/SimTest.h"
-#include "vxsim/Faults.h"
-#include "vxsim/VirtualCamera.h"
 
 using namespace libvxsensor;
 using ::testing::ElementsAre;
@@ -178,96 +176,72 @@ TEST_F(StructureDataTest, OnlyAGoodAnswerIsTakenAsAStructure) {
     }
 }
 
+// The flash layer on an L840 camera whose flash holds `image` at 0x1000.
 class TransferTest : public SimTest {
 protected:
     void SetUp() override {
         SimTest::SetUp();
-        device.setResponder(camera);
-        camera->addRawDataObject(1052, 20000);
+        cam->camera().writeFlashDirect(0x1000, image);
     }
-    std::vector<int> opcodes() const {
-        std::vector<int> out;
-        for (const auto& e : device.exchanges())
-            out.push_back(wire::parseRequest(e.request)->opcode);
-        return out;
-    }
-    std::vector<size_t> writeSizes() const {
-        std::vector<size_t> out;
-        for (const auto& e : device.exchanges()) {
-            if (wire::parseRequest(e.request)->opcode == wire::WriteFlash)
-                out.push_back(e.request.size() - 12);
-        }
-        return out;
-    }
-
-    std::shared_ptr<vxsim::VirtualCamera> camera = std::make_shared<vxsim::VirtualCamera>();
-    vxsim::Device device{{0x3A6E, 0x0800, "USB3.0", "1.7.16", {}}};
+    std::unique_ptr<vxsim::EmulatedCamera> cam = vxsim::makeCamera("l840");
+    vx_device_t* device = cam->handle();
+    const std::vector<uint8_t> image = bytes(2048, 7);
 };
 
 // A write request carries 12 bytes besides its data, a read answer 10: 1012 and 1014 fill a
 // 1024-byte buffer. Beyond those, or at 0, nothing is sent; an empty read returns before.
 TEST_F(TransferTest, PacketSizesThatCannotFitABufferAreRefusedBeforeAnyTraffic) {
-    const auto image = bytes(2048, 7);
-    EXPECT_THROW(
-        vc::writeFlash(device.handle(), 0, image.data(), 10, {}, false, vc::VERIFY_NONE, 0),
-        std::invalid_argument);
-    EXPECT_THROW(
-        vc::writeFlash(device.handle(), 0, image.data(), 10, {}, false, vc::VERIFY_NONE, 1013),
-        std::invalid_argument);
-    EXPECT_THROW(vc::readFlash(device.handle(), 0, 10, {}, false, 1015), std::invalid_argument);
-    EXPECT_TRUE(device.exchanges().empty());
-    vc::readFlash(device.handle(), 0, 0, {}, false, 0);
-    vc::readFlash(device.handle(), 0, 0, {}, false, 5000);
-    EXPECT_TRUE(device.exchanges().empty());
+    const uint8_t* data = image.data();
+    EXPECT_THROW(vc::writeFlash(device, 0, data, 10, {}, false, vc::VERIFY_NONE, 0),
+                 std::invalid_argument);
+    EXPECT_THROW(vc::writeFlash(device, 0, data, 10, {}, false, vc::VERIFY_NONE, 1013),
+                 std::invalid_argument);
+    EXPECT_THROW(vc::readFlash(device, 0, 10, {}, false, 1015), std::invalid_argument);
+    vc::readFlash(device, 0, 0, {}, false, 0);
+    vc::readFlash(device, 0, 0, {}, false, 5000);
+    EXPECT_TRUE(cam->device().exchanges().empty());
 
-    camera->writeFlashDirect(0x1000, image);
     GetProgress got;
-    vc::readFlash(device.handle(), 0x1000, 2048, got.callback(), false, 1014);
+    vc::readFlash(device, 0x1000, 2048, got.callback(), false, 1014);
     EXPECT_EQ(got.sizes, (std::vector<uint32_t>{1014, 1014, 20}));
     EXPECT_EQ(got.data, image);
     SetProgress wrote;
-    vc::writeFlash(device.handle(), 0x4000, image.data(), 2048, wrote.callback(), false,
-                   vc::VERIFY_READ_BACK, 1012);
-    EXPECT_THAT(writeSizes(), ElementsAre(1012, 1012, 24));
+    vc::writeFlash(device, 0x4000, data, 2048, wrote.callback(), false, vc::VERIFY_READ_BACK, 1012);
+    EXPECT_THAT(writeSizes(*cam), ElementsAre(1012, 1012, 24));
     EXPECT_EQ(wrote.reports.back(), (Report{2, 100}));
 }
 
 // Without read-back the write ends at the finish, which carries the image's CRC in mode 1: the
-// camera checks it against what it received.
+// camera checks it against what it received. 960 bytes need no short write.
 TEST_F(TransferTest, VerifyModesWithoutReadBack) {
     for (const auto mode : {vc::VERIFY_NONE, vc::VERIFY_CRC32}) {
-        device.clearExchanges();
-        camera->resetCounters();
-        const auto image = bytes(960, static_cast<uint8_t>(mode));
+        cam->device().clearExchanges();
+        cam->camera().resetCounters();
         SetProgress progress;
-        vc::writeFlash(device.handle(), 0x8000, image.data(), 960, progress.callback(), false, mode,
+        vc::writeFlash(device, 0x8000, image.data() + mode, 960, progress.callback(), false, mode,
                        480);
         EXPECT_EQ(progress.reports, (Reports{{0, 50}, {0, 100}, {2, 100}})) << mode;
-        EXPECT_EQ(opcodes(), (std::vector<int>{13, 14, 14, 15})) << "no short write";
-        EXPECT_EQ(wire::parseRequest(device.exchanges().back().request)->payload.size(),
-                  mode == vc::VERIFY_CRC32 ? 4u : 0u);
-        EXPECT_EQ(camera->counters().crcChecks, mode == vc::VERIFY_CRC32 ? 1u : 0u);
-        EXPECT_EQ(camera->counters().crcMismatches, 0u);
-        EXPECT_TRUE(std::equal(image.begin(), image.end(), camera->flash().begin() + 0x8000));
+        EXPECT_EQ(opcodes(*cam), (std::vector<int>{13, 14, 14, 15}));
+        EXPECT_EQ(requests(*cam, wire::FinishWriteFlash).at(0).payload.size(), mode == 1 ? 4u : 0u);
+        EXPECT_EQ(cam->camera().counters().crcChecks, mode == 1 ? 1u : 0u);
+        EXPECT_EQ(cam->camera().counters().crcMismatches, 0u);
+        EXPECT_TRUE(inFlash(*cam, 0x8000, {image.begin() + mode, image.begin() + mode + 960}));
     }
 }
 
 // No entry point leaves the callback empty; the layer itself then carries on past a failure,
 // except a read, whose only channel for a failure is the callback.
 TEST_F(TransferTest, WithoutACallback) {
-    auto plan = vxsim::attachFaults(device);
-    plan->add(vxsim::FaultRule::onOpcode(wire::EraseFlash, vxsim::Fault::deviceError(9)));
-    const auto image = bytes(1000, 7);
-    vc::writeFlash(device.handle(), 0, image.data(), 1000, {}, false, vc::VERIFY_READ_BACK, 480);
-    EXPECT_EQ(opcodes(), (std::vector<int>{13, 14, 14, 14, 15, 25, 25, 25}));
+    cam->faults().add(vxsim::FaultRule::onOpcode(wire::EraseFlash, vxsim::Fault::deviceError(9)));
+    vc::writeFlash(device, 0, image.data(), 1000, {}, false, vc::VERIFY_READ_BACK, 480);
+    EXPECT_EQ(opcodes(*cam), (std::vector<int>{13, 14, 14, 14, 15, 25, 25, 25}));
 
-    plan->clear();
-    plan->add(vxsim::FaultRule::onOpcode(wire::ReadFlash, 1, vxsim::Fault::transportError()));
-    EXPECT_THROW(vc::readFlash(device.handle(), 0, 1000, {}, false, 480), std::bad_function_call);
+    cam->faults().add(
+        vxsim::FaultRule::onOpcode(wire::ReadFlash, 4, vxsim::Fault::transportError()));
+    EXPECT_THROW(vc::readFlash(device, 0, 1000, {}, false, 480), std::bad_function_call);
 
-    plan->clear();
-    plan->add(vxsim::FaultRule::onOpcode(wire::WriteData, 1, vxsim::Fault::deviceError(2)));
-    device.clearExchanges();
-    vc::setRawData(device.handle(), 1052, image.data(), 1000, {}, 480);
-    EXPECT_EQ(opcodes(), (std::vector<int>{20, 21, 21, 21, 22}));
+    cam->faults().add(vxsim::FaultRule::onOpcode(wire::WriteData, 1, vxsim::Fault::deviceError(2)));
+    cam->device().clearExchanges();
+    vc::setRawData(device, vxsim::kCustomerDataId, image.data(), 1000, {}, 480);
+    EXPECT_EQ(opcodes(*cam), (std::vector<int>{20, 21, 21, 21, 22}));
 }
