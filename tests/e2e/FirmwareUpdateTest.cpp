@@ -45,14 +45,6 @@ Reports lastReports(const Reports& reports, size_t n) {
                    reports.end());
 }
 
-// A boot component for every device, then a main component for the L840 only.
-std::vector<uint8_t> bootAndMain() {
-    return C()
-        .serial("Lumex 840")
-        .component(R().name("boot").address(0x10000).data(bytes(600, 1)))
-        .component(R().name("main").address(0x100000).data(bytes(1500, 9)).pids({0x0800}))
-        .write();
-}
 // Three full 8152-byte packets: 64-byte header, 128-byte record header, 24264 data bytes.
 std::vector<uint8_t> l5proImage(uint16_t pid = 0x0671) {
     return C().component(R().data(bytes(24264, 7)).pids({pid})).write();

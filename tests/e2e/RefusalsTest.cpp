@@ -132,11 +132,6 @@ protected:
 };
 
 TEST_F(RefusalsTest, L840Family) {
-    const auto bootAndMain =
-        C().serial("Lumex 840")
-            .component(R().name("boot").address(0x10000).data(bytes(600, 1)))
-            .component(R().name("main").address(0x100000).data(bytes(1500, 9)).pids({0x0800}))
-            .write();
     // In bootloader mode only the identity saved in flash tells which components are the
     // camera's. The campaign found a failed read taken for an absent record, and a review found
     // an unrecognised record ending "successfully" after skipping every component naming products.
@@ -163,16 +158,18 @@ TEST_F(RefusalsTest, L840Family) {
         image("l840", C().serial("Lumex 840").component(R().pids({0x0999})).write(), -9,
               "Update failed!\nIncompatible firmware file for current device!")
             .only(),
-        image("l840,boot", bootAndMain, -6, unreadable)
+        image("l840,boot", bootAndMain(), -6, unreadable)
             .reading()
             .with(fault(FaultRule::onOpcode(wire::ReadFlash, 0, Fault::transportError()))),
-        image("l840,boot", bootAndMain, -6, unknown)  // one bit of the saved product flipped
+        image("l840,boot", bootAndMain(), -6, unknown)  // one bit of the saved product flipped
             .reading()
             .with(fault(FaultRule::onOpcode(wire::ReadFlash, 0, Fault::bitFlip(272)))),
-        image("l840,boot", bootAndMain, -6, unknown).reading().with([](vxsim::EmulatedCamera& cam) {
-            cam.camera().writeFlashDirect(vxsim::kSaveInfoOffset,
-                                          std::vector<uint8_t>(vxsim::kL840SaveInfoSize, 0xFF));
-        }),
+        image("l840,boot", bootAndMain(), -6, unknown)
+            .reading()
+            .with([](vxsim::EmulatedCamera& cam) {
+                cam.camera().writeFlashDirect(vxsim::kSaveInfoOffset,
+                                              std::vector<uint8_t>(vxsim::kL840SaveInfoSize, 0xFF));
+            }),
     };
     for (const Refusal& c : cases) expectRefused(c);
 }

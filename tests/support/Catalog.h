@@ -14,6 +14,7 @@
 
 #include "DevicePidAndMap.h"
 #include "common/Sleep.h"
+#include "firmware/L840FirmwareParser.h"
 #include "support/SimTest.h"
 #include "support/Upgrade.h"
 #include "vxsensor/vx_extension.h"
@@ -26,6 +27,16 @@ inline void fillGroupTables() {
                                 &error);
         ASSERT_EQ(error, nullptr);
     }
+}
+
+// An L840 container: a boot component for every device, then a main component for the L840 only.
+inline std::vector<uint8_t> bootAndMain() {
+    using R = libvxsensor::L840RecordWriter;
+    return libvxsensor::L840ContainerWriter()
+        .serial("Lumex 840")
+        .component(R().name("boot").address(0x10000).data(bytes(600, 1)))
+        .component(R().name("main").address(0x100000).data(bytes(1500, 9)).pids({0x0800}))
+        .write();
 }
 
 inline void update(vxsim::EmulatedCamera& cam, const std::vector<uint8_t>& file, UpgradeRecorder& r,
