@@ -4,6 +4,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "common/VxExceptionExt.h"
@@ -22,14 +23,7 @@ protected:
 };
 
 TEST_F(ExceptionTranslationTest, TheClassDecidesTheState) {
-    struct Case {
-        std::function<void()> body;
-        PresetCountState presetCount;
-        int state;
-        const char* message;
-        int type;
-    };
-    const Case cases[] = {
+    const std::tuple<std::function<void()>, PresetCountState, int, const char*, int> cases[] = {
         {[] { throw mismatch_firmware_exception_ext("m"); }, PresetCountState::Generic, -9, "m", 1},
         {[] { throw unsupported_device_exception_ext("u"); }, PresetCountState::Generic, -10, "u",
          1},
@@ -39,10 +33,10 @@ TEST_F(ExceptionTranslationTest, TheClassDecidesTheState) {
         {[] { throw std::runtime_error("r"); }, PresetCountState::Own, -6, "r", 1},
         {[] { throw 42; }, PresetCountState::Own, -6, "Unknown error", 0},
     };
-    for (const Case& c : cases) {
-        const UpgradeRecorder r = run(c.presetCount, c.body);
-        EXPECT_EQ(r.reports, (std::vector<UpgradeReport>{{c.state, c.message, 0}})) << c.message;
-        r.expectError(c.message, "entry", c.type);
+    for (const auto& [body, presetCount, state, message, type] : cases) {
+        const UpgradeRecorder r = run(presetCount, body);
+        EXPECT_EQ(r.reports, (std::vector<UpgradeReport>{{state, message, 0}})) << message;
+        r.expectError(message, "entry", type);
     }
 }
 

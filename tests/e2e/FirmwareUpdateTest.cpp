@@ -2,6 +2,7 @@
 // packets, the states and messages, bootloader mode, the cameras' own installs, and the retry
 // and poll rules. The refusals are in RefusalsTest.
 #include <algorithm>
+#include <tuple>
 
 #include "firmware/L5FirmwareParser.h"
 #include "firmware/L840FirmwareParser.h"
@@ -252,12 +253,7 @@ TEST_F(FirmwareUpdateTest, RetryRules) {
 }
 
 TEST_F(FirmwareUpdateTest, L5AndOpenNIImagesLandAtTheirAddressInTheFamilysPackets) {
-    const struct {
-        const char* camera;
-        std::vector<uint8_t> file;
-        uint32_t address;
-        size_t packet;
-    } cases[] = {
+    const std::tuple<const char*, std::vector<uint8_t>, uint32_t, size_t> cases[] = {
         {"l5", L5ImageWriter().write(), 0, 768},  // trailer included
         {"pellin3", L5ImageWriter().pid(0x0660).size(0x30000).write(), 0x20000, 768},
         {"lumex470", L5ImageWriter().pid(0x0808).size(0x50000).write(), 0x10000, 768},
@@ -267,15 +263,15 @@ TEST_F(FirmwareUpdateTest, L5AndOpenNIImagesLandAtTheirAddressInTheFamilysPacket
         {"openni", bytes(0x20000, 5), 0x20000, 64},
         {"openni,boot", bytes(0x30000, 9), 0x10000, 64},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.camera);
+    for (const auto& [camera, file, address, packet] : cases) {
+        SCOPED_TRACE(camera);
         UpgradeRecorder r;
-        const auto cam = run(c.camera, c.file, r);
+        const auto cam = run(camera, file, r);
         EXPECT_TRUE(r.failures().empty());
         EXPECT_EQ(r.last(), kUpdated);
         EXPECT_EQ(r.error, nullptr);
-        EXPECT_TRUE(inFlash(*cam, c.address, c.file));
-        EXPECT_EQ(largestWrite(*cam), c.packet);
+        EXPECT_TRUE(inFlash(*cam, address, file));
+        EXPECT_EQ(largestWrite(*cam), packet);
     }
     UpgradeRecorder r;
     run("l5", L5ImageWriter().write(), r);

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include <random>
+#include <tuple>
 
 #include "support/Catalog.h"
 #include "support/Progress.h"
@@ -100,14 +101,7 @@ TEST_F(FlashEntryPointsTest, NullCallbacksAreAccepted) {
 // Every fault kind, injected into the third write of a flash write, or its first read-back. A
 // failed write is reported once and is the last request sent.
 TEST_F(FlashEntryPointsTest, EachFaultEndsInItsProgressState) {
-    struct Case {
-        const char* name;
-        uint16_t opcode;
-        Fault fault;
-        Report last;
-        bool imageInFlash;
-    };
-    const Case cases[] = {
+    const std::tuple<const char*, uint16_t, Fault, Report, bool> cases[] = {
         {"transport error", wire::WriteFlash, Fault::transportError(), {-3, 0}, false},
         {"stale id, retried", wire::WriteFlash, Fault::staleRequestId(), {2, 100}, true},
         {"busy, retried", wire::WriteFlash, Fault::busy(), {2, 100}, true},
@@ -121,21 +115,21 @@ TEST_F(FlashEntryPointsTest, EachFaultEndsInItsProgressState) {
         {"device gone", wire::WriteFlash, Fault::disappear(), {-3, 0}, false},
     };
     const auto image = randomImage(5000);
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (const auto& [name, opcode, fault, last, imageInFlash] : cases) {
+        SCOPED_TRACE(name);
         auto cam = vxsim::makeCamera("l840");
-        const uint64_t nth = c.opcode == wire::ReadFlash ? 0 : 2;
-        cam->faults().add(FaultRule::onOpcode(c.opcode, nth, c.fault));
+        const uint64_t nth = opcode == wire::ReadFlash ? 0 : 2;
+        cam->faults().add(FaultRule::onOpcode(opcode, nth, fault));
         const Reports reports = write(*cam, 0x40000, image);
         ASSERT_FALSE(reports.empty());
-        EXPECT_EQ(reports.back(), c.last);
+        EXPECT_EQ(reports.back(), last);
         EXPECT_EQ(std::count_if(reports.begin(), reports.end(),
                                 [](const Report& r) { return r.first < 0 && r.second == 0; }),
-                  c.last.first < 0 ? 1 : 0)
+                  last.first < 0 ? 1 : 0)
             << "a failure is reported once";
-        EXPECT_EQ(inFlash(*cam, 0x40000, image), c.imageInFlash);
+        EXPECT_EQ(inFlash(*cam, 0x40000, image), imageInFlash);
         EXPECT_EQ(cam->faults().injected(), 1u);
-        if (c.last.first == -3) {
+        if (last.first == -3) {
             EXPECT_EQ(cam->device().exchanges().size(), 4u) << "nothing after the failed write";
         }
     }
@@ -168,25 +162,20 @@ TEST_F(FlashEntryPointsTest, FailuresStopWhereTheyHappen) {
 
 TEST_F(FlashEntryPointsTest, DeviceInfoDataRefusalsLeaveTheTablesAlone) {
     const uint8_t record[] = {0x6E, 0x3A, 0x00, 0x08};
-    struct Case {
-        uint16_t group;
-        const uint8_t* data;
-        uint32_t size;
-        const char* message;
-    };
-    const Case cases[] = {{0, nullptr, 4, "Failed to set device info data"},
-                          {0, record, 0, "Failed to set device info data"},
-                          {5, nullptr, 68, "Failed to set device info data"},
-                          {5, record, 0, "Failed to set device info data"},
-                          {1, record, 4, "Unknown device group type"},
-                          {7, record, 4, "Unknown device group type"},
-                          {0xFFFF, record, 4, "Unknown device group type"}};
+    const std::tuple<uint16_t, const uint8_t*, uint32_t, const char*> cases[] = {
+        {0, nullptr, 4, "Failed to set device info data"},
+        {0, record, 0, "Failed to set device info data"},
+        {5, nullptr, 68, "Failed to set device info data"},
+        {5, record, 0, "Failed to set device info data"},
+        {1, record, 4, "Unknown device group type"},
+        {7, record, 4, "Unknown device group type"},
+        {0xFFFF, record, 4, "Unknown device group type"}};
     const auto names = libvxsensor::getDeviceInfoEntryVector(5)->size();
-    for (const Case& c : cases) {
+    for (const auto& [group, data, size, message] : cases) {
         vx_error* error = nullptr;
-        vx_set_device_info_data(c.group, c.data, c.size, &error);
+        vx_set_device_info_data(group, data, size, &error);
         ASSERT_NE(error, nullptr);
-        EXPECT_STREQ(vx_error_get_message(error), c.message);
+        EXPECT_STREQ(vx_error_get_message(error), message);
         EXPECT_STREQ(vx_error_get_function(error), "vx_set_device_info_data");
         EXPECT_EQ(vxsim::errorExceptionType(error), 4);
         EXPECT_EQ(vxsim::errorStatus(error), 1);

@@ -166,13 +166,14 @@ TEST_F(CustomerDataTest, WriteFailuresThrowTheirMessageAndStopThere) {
     for (const auto& [model, size, faulted, message] : cases) {
         SCOPED_TRACE(std::string(model) + " " + message);
         auto cam = vxsim::makeCamera(model);
+        const auto writing = [&cam, n = size] { write(*cam, n); };
         if (faulted == 0) {
-            EXPECT_THAT([&] { write(*cam, size); }, ThrowsMessage<std::exception>(StrEq(message)));
+            EXPECT_THAT(writing, ThrowsMessage<std::exception>(StrEq(message)));
             EXPECT_TRUE(cam->device().exchanges().empty());
             continue;
         }
         cam->faults().add(FaultRule::onOpcode(faulted, Fault::deviceError(2)));
-        EXPECT_THAT([&] { write(*cam, size); }, ThrowsMessage<std::runtime_error>(StrEq(message)));
+        EXPECT_THAT(writing, ThrowsMessage<std::runtime_error>(StrEq(message)));
         EXPECT_EQ(opcodes(*cam).back(), faulted);
         EXPECT_TRUE(cam->camera().rawData(vxsim::kCustomerDataId).empty());
     }

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <tuple>
 
 #include "common/VxExceptionExt.h"
 
@@ -53,15 +54,13 @@ TEST(L5FirmwareParserTest, TheTrailerIsTheLast100Bytes) {
 }
 
 TEST(L5FirmwareParserTest, WriteAddressBySize) {
-    const struct {
-        uint32_t size;
-        uint32_t address;
-    } cases[] = {{100, 0},           {0x10000, 0},       {0x60000, 0},      {0xA0000, 0},
-                 {0x50000, 0x10000}, {0x30000, 0x20000}, {0x40000, 0x20000}};
-    for (const auto& c : cases) {
-        const std::vector<uint8_t> file = L5ImageWriter().size(c.size).write();
-        EXPECT_EQ(L5FirmwareParser(file.data(), c.size).getWriteAddress(), c.address)
-            << std::hex << c.size;
+    const std::tuple<uint32_t, uint32_t> cases[] = {
+        {100, 0},           {0x10000, 0},       {0x60000, 0},      {0xA0000, 0},
+        {0x50000, 0x10000}, {0x30000, 0x20000}, {0x40000, 0x20000}};
+    for (const auto& [size, address] : cases) {
+        const std::vector<uint8_t> file = L5ImageWriter().size(size).write();
+        EXPECT_EQ(L5FirmwareParser(file.data(), size).getWriteAddress(), address)
+            << std::hex << size;
     }
     for (const uint32_t size : {0x50001u, 0x5FFFFu, 0x20000u}) {
         const std::vector<uint8_t> file = L5ImageWriter().size(size).write();
@@ -71,14 +70,12 @@ TEST(L5FirmwareParserTest, WriteAddressBySize) {
 }
 
 TEST(OpenNIFirmwareParserTest, ImagesEndAt256KiB) {
-    const struct {
-        uint32_t size;
-        uint32_t address;
-    } cases[] = {{0x40000, 0}, {0x30000, 0x10000}, {0x20000, 0x20000}};
-    for (const auto& c : cases) {
-        const std::vector<uint8_t> image(c.size, 0x3C);
-        const OpenNIFirmwareParser parser(image.data(), c.size);
-        EXPECT_EQ(parser.getWriteAddress(), c.address) << std::hex << c.size;
+    const std::tuple<uint32_t, uint32_t> cases[] = {
+        {0x40000, 0}, {0x30000, 0x10000}, {0x20000, 0x20000}};
+    for (const auto& [size, address] : cases) {
+        const std::vector<uint8_t> image(size, 0x3C);
+        const OpenNIFirmwareParser parser(image.data(), size);
+        EXPECT_EQ(parser.getWriteAddress(), address) << std::hex << size;
         EXPECT_EQ(parser.getFirmwareData(), image);
         EXPECT_EQ(parser.image().data(), image.data()) << "the image is borrowed, not copied";
     }

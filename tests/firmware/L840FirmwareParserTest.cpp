@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "common/VxExceptionExt.h"
@@ -35,11 +36,7 @@ TEST_F(L840FirmwareParserTest, DamagedContainersAreRefusedWithTheirMessage) {
     using C = L840ContainerWriter;
     using R = L840RecordWriter;
     const R big = R().data(bytes(4096, 1));
-    const struct {
-        const char* what;
-        std::vector<uint8_t> file;
-        const std::string& message;
-    } cases[] = {
+    const std::tuple<const char*, std::vector<uint8_t>, const std::string&> cases[] = {
         {"3-byte file", {64, 0, 0}, header},
         {"header size 129", C().headerSize(129).component(big).write(), header},
         {"marker wrong", C().marker(0xFFFFFFFE).write(), header},
@@ -54,29 +51,28 @@ TEST_F(L840FirmwareParserTest, DamagedContainersAreRefusedWithTheirMessage) {
         {"last checksum off",
          C().component(big).component(R(big).checksumOffBy(0x80000000)).write(), sum},
     };
-    for (const auto& c : cases) {
+    for (const auto& [what, file, message] : cases) {
         EXPECT_THAT(
-            [&] { parse(c.file); },
-            ::testing::ThrowsMessage<mismatch_firmware_exception_ext>(::testing::StrEq(c.message)))
-            << c.what;
+            [&f = file] { parse(f); },
+            ::testing::ThrowsMessage<mismatch_firmware_exception_ext>(::testing::StrEq(message)))
+            << what;
     }
 }
 
 TEST_F(L840FirmwareParserTest, ProductIdsDecideWhichDevicesAComponentFits) {
-    const struct {
-        std::vector<uint16_t> slots, fits, refuses;
-    } cases[] = {
+    using Pids = std::vector<uint16_t>;
+    const std::tuple<Pids, Pids, Pids> cases[] = {
         {{}, {0x0800, 0x0001, 0xFFFF}, {}},
         {{0x0800}, {0x0800}, {0x0801, 0x0000, 0xFFFF}},
         {{0x0800, 0, 0x0803}, {0x0800, 0x0803}, {0x0801, 0}},
         {{0x0800, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x0805}, {0x0805}, {0x0801}},
     };
-    for (const auto& c : cases) {
-        const auto file = L840ContainerWriter().component(L840RecordWriter().pids(c.slots)).write();
+    for (const auto& [slots, fits, refuses] : cases) {
+        const auto file = L840ContainerWriter().component(L840RecordWriter().pids(slots)).write();
         const L840FirmwareData fw = components(parse(file)).at(0);
-        for (uint16_t pid : c.fits)
+        for (uint16_t pid : fits)
             EXPECT_TRUE(L840FirmwareParser::isFirmwareDataAdaptable(fw, pid)) << pid;
-        for (uint16_t pid : c.refuses)
+        for (uint16_t pid : refuses)
             EXPECT_FALSE(L840FirmwareParser::isFirmwareDataAdaptable(fw, pid)) << pid;
     }
     // A record header cut before the ids: the rest of the area reads as zero, not as the data

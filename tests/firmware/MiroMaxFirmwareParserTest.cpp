@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "common/VxExceptionExt.h"
 #include "firmware/FirmwareMessages.h"
 #include "support/SimTest.h"
@@ -29,12 +31,7 @@ std::string parse(const Source& source) {
 }  // namespace
 
 TEST(MiroMaxFirmwareParserTest, PackageChecks) {
-    struct Case {
-        const char* what;
-        std::vector<uint8_t> package;
-        std::string expected;
-    };
-    const Case cases[] = {
+    const std::tuple<const char*, std::vector<uint8_t>, std::string> cases[] = {
         {"header only", MiroMaxPackageWriter().payload({}).write(), kParseFailed},
         {"one payload byte", MiroMaxPackageWriter().payload({7}).write(), "accepted"},
         {"empty", {}, kParseFailed},
@@ -45,8 +42,8 @@ TEST(MiroMaxFirmwareParserTest, PackageChecks) {
         {"longer platform", MiroMaxPackageWriter().platform("jetson nano2").write(), kParseFailed},
         {"shorter platform", MiroMaxPackageWriter().platform("jetson").write(), kParseFailed},
     };
-    for (const Case& c : cases) {
-        EXPECT_EQ(parse(c.package), c.expected) << c.what;
+    for (const auto& [what, package, expected] : cases) {
+        EXPECT_EQ(parse(package), expected) << what;
     }
 }
 

@@ -5,6 +5,7 @@
 
 #include <deque>
 #include <stdexcept>
+#include <tuple>
 
 #include "support/SimTest.h"
 #include "vendorcommand/Protocol.h"
@@ -72,13 +73,7 @@ protected:
 // these is retried.
 TEST_F(ExecuteTest, EachAnswerBecomesItsStatus) {
     const auto none = [](std::vector<uint8_t>&) {};
-    const struct {
-        const char* what;
-        Answer answer;
-        HpStatusCode code;
-        uint32_t deviceCode;
-        std::string msg;
-    } cases[] = {
+    const std::tuple<const char*, Answer, HpStatusCode, uint32_t, std::string> cases[] = {
         {"valid", altered(none), HP_STATUS_OK, 0, ""},
         {"9 bytes", raw(std::vector<uint8_t>(9, 0xFF)), HP_STATUS_DEVICE_RESPONSE_WRONG_DATA_SIZE,
          0xFFFF, "Device response with wrong data size"},
@@ -109,15 +104,15 @@ TEST_F(ExecuteTest, EachAnswerBecomesItsStatus) {
         {"length beyond the buffer", altered(none, 4000), HP_STATUS_DEVICE_RESPONSE_WRONG_DATA_SIZE,
          0xFFFF, "Device response with wrong data size"},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
+    for (const auto& [what, answer, code, deviceCode, msg] : cases) {
+        SCOPED_TRACE(what);
         camera.clearExchanges();
-        answers = {c.answer};
+        answers = {answer};
         const HpStatus s = run();
-        EXPECT_EQ(s.statusCode, c.code);
-        EXPECT_EQ(s.respErrorCode, c.deviceCode);
-        EXPECT_EQ(s.msg, c.msg);
-        if (c.code == HP_STATUS_OK) {
+        EXPECT_EQ(s.statusCode, code);
+        EXPECT_EQ(s.respErrorCode, deviceCode);
+        EXPECT_EQ(s.msg, msg);
+        if (code == HP_STATUS_OK) {
             EXPECT_EQ(responseLength, 30);
         }
         ASSERT_EQ(camera.exchanges().size(), 1u);
