@@ -64,35 +64,27 @@ void parserSeeds(const fs::path& seeds) {
         .add(L5ImageWriter().write())
         .add(L5ImageWriter().pid(0x0660).size(0x30000).write())
         .add(L5ImageWriter().magic(0x12345678).write());
-    const L840RecordWriter main =
-        L840RecordWriter().name("main").address(0x100000).data(pattern(300));
+    using R = L840RecordWriter;
+    const R main = R().name("main").address(0x100000).data(pattern(300));
     Corpus(seeds / "l840_container")
         .add(L840ContainerWriter().component(main).write())
         .add(L840ContainerWriter()
                  .serial("Kovra A")
-                 .component(L840RecordWriter()
-                                .name("boot")
-                                .address(0x10000)
-                                .data(pattern(64))
-                                .pids({0x0810}))
-                 .component(L840RecordWriter().name("isp").address(0x500000).version("9.9.9").data(
-                     pattern(40)))
-                 .component(L840RecordWriter(main).pids({0x0800, 0x0820}))
+                 .component(R().name("boot").address(0x10000).data(pattern(64)).pids({0x0810}))
+                 .component(R().name("isp").address(0x500000).version("9.9.9").data(pattern(40)))
+                 .component(R(main).pids({0x0800, 0x0820}))
                  .trailing(pattern(16))
                  .write())
-        .add(L840ContainerWriter()
-                 .headerSize(128)
-                 .component(L840RecordWriter().headerSize(96))
-                 .write())
+        .add(L840ContainerWriter().headerSize(128).component(R().headerSize(96)).write())
         .add(L840ContainerWriter().component(main).count(3).write());
     Corpus(seeds / "l840_presets")
-        .add(L840PresetFileWriter().record(L840RecordWriter()).write())
+        .add(L840PresetFileWriter().record(R()).write())
         .add(L840PresetFileWriter()
                  .product("Kovra A")
-                 .record(L840RecordWriter().pids({0x0800}).data(pattern(32)))
-                 .record(L840RecordWriter().address(0x7F8000).pids({0x0810, 0x0800}))
+                 .record(R().pids({0x0800}).data(pattern(32)))
+                 .record(R().address(0x7F8000).pids({0x0810, 0x0800}))
                  .write())
-        .add(L840PresetFileWriter().record(L840RecordWriter().checksumOffBy(1)).write());
+        .add(L840PresetFileWriter().record(R().checksumOffBy(1)).write());
     Corpus(seeds / "openni_image").add(pattern(0x20000)).add(pattern(1000));
     Corpus(seeds / "miromax_package")
         .add(cat({{127}, MiroMaxPackageWriter().write()}))
@@ -103,9 +95,7 @@ void parserSeeds(const fs::path& seeds) {
                       .payload(pattern(700))
                       .write()}));
     Corpus(seeds / "l5pro_kinds")
-        .add(L840ContainerWriter()
-                 .component(L840RecordWriter().data(pattern(200)).pids({0x0671}))
-                 .write())
+        .add(L840ContainerWriter().component(R().data(pattern(200)).pids({0x0671})).write())
         .add(pattern(64, "PK\x03\x04"))
         .add(pattern(64, "OTRA"))
         .add(pattern(64, "VXPRESET"));
@@ -120,18 +110,14 @@ void flowPrefixes(const fs::path& prefixes) {
         execute.add(
             cat({{0, 0, 0, 0, static_cast<uint8_t>(kind)}, le16(rawData ? 1052 : 100), le16(arg)}));
     }
-    execute.add(cat({{0, 0, 0, 3, 0},
-                     le16(100),
-                     le16(0),
-                     {2},
-                     le16(100),
-                     le16(0),
-                     {6},
-                     le16(0),
-                     le16(256),
-                     {10},
-                     le16(100),
-                     le16(4095)}));
+    // Four steps in one run: property, structure, flash read, then the library's own commands.
+    Bytes steps{0, 0, 0, 3};
+    for (const unsigned step : {0u, 2u, 6u, 10u}) {
+        const unsigned id = step == 6 ? 0 : 100;
+        const unsigned arg = step == 6 ? 256 : step == 10 ? 4095 : 0;
+        steps = cat({steps, {static_cast<uint8_t>(step)}, le16(id), le16(arg)});
+    }
+    execute.add(steps);
 
     Corpus flash(prefixes / "flash_transfer");
     for (uint8_t variant = 0; variant < 4; ++variant)

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -83,29 +84,27 @@ TEST_F(DeviceGroupTables, EachGroupReplacesOnlyItsOwnTable) {
 TEST_F(DeviceGroupTables, FamiliesFollowTheFactoriesOrder) {
     const Bytes l945se{0x6E, 0x3A, 0x0E, 0x06};  // an OpenNI pid, listed as L945Se
     ASSERT_EQ(fill(6, l945se, 4), SetDeviceInfoResult::Ok);
-    const struct {
-        DeviceIds ids;
-        FirmwareFamily firmware;
-        PresetFamily presets;
-        CustomerDataFamily customerData;
-    } cases[] = {
+    const Bytes foreign{0x34, 0x12, 0x00, 0x08};  // group tables carry their own vendor ids
+    ASSERT_EQ(fill(4, foreign, 4), SetDeviceInfoResult::Ok);
+    const std::tuple<DeviceIds, FirmwareFamily, PresetFamily, CustomerDataFamily> cases[] = {
         {{0x3A6E, 0x060E}, FirmwareFamily::L5Pro, PresetFamily::L945Se, CustomerDataFamily::L945Se},
         {{0x3A6E, 0x0614}, FirmwareFamily::OpenNI, PresetFamily::None, CustomerDataFamily::OpenNI},
         {{0x3A6E, 0x0671}, FirmwareFamily::L5Pro, PresetFamily::None, CustomerDataFamily::L945Se},
         {{0x3A6E, 0x0808}, FirmwareFamily::L5, PresetFamily::None, CustomerDataFamily::None},
         {{0x3A6E, 0x0843}, FirmwareFamily::L840, PresetFamily::L840, CustomerDataFamily::None},
         {{0x1234, 0x0843}, FirmwareFamily::None, PresetFamily::None, CustomerDataFamily::None},
+        {{0x1234, 0x0800}, FirmwareFamily::L840, PresetFamily::L840, CustomerDataFamily::None},
         {{0x3A6E, 0x0400},
          FirmwareFamily::Bootloader,
          PresetFamily::None,
          CustomerDataFamily::None},
         {{0x3A6E, 0x06C0}, FirmwareFamily::MiroMax, PresetFamily::None, CustomerDataFamily::None},
     };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.ids.pid);
-        EXPECT_EQ(firmwareFamilyOf(c.ids), c.firmware);
-        EXPECT_EQ(presetFamilyOf(c.ids), c.presets);
-        EXPECT_EQ(customerDataFamilyOf(c.ids), c.customerData);
+    for (const auto& [ids, firmware, presets, customerData] : cases) {
+        SCOPED_TRACE(ids.pid);
+        EXPECT_EQ(firmwareFamilyOf(ids), firmware);
+        EXPECT_EQ(presetFamilyOf(ids), presets);
+        EXPECT_EQ(customerDataFamilyOf(ids), customerData);
     }
     // Every model a serial resolves to must be one the family knows by name or list.
     for (const std::string prefix : {"AY3", "AY6", "AY8", "CPA", "AAR", "AAU", "AYX", "AYY"}) {

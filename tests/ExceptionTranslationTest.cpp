@@ -1,16 +1,15 @@
 // The catch frame of the update entry points: which state and error object each kind of
-// exception becomes.
+// exception becomes (RefusalsTest shows them at the entry points).
 #include "ExceptionTranslation.h"
 
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "common/VxExceptionExt.h"
-#include "firmware/L5FirmwareParser.h"
-#include "firmware/L840FirmwareParser.h"
-#include "firmware/MiroMaxFirmwareParser.h"
-#include "support/Catalog.h"
+#include "support/SimTest.h"
+#include "support/Upgrade.h"
 
 using namespace libvxsensor;
 
@@ -24,14 +23,7 @@ protected:
 };
 
 TEST_F(ExceptionTranslationTest, TheClassDecidesTheState) {
-    struct Case {
-        std::function<void()> body;
-        PresetCountState presetCount;
-        int state;
-        const char* message;
-        int type;
-    };
-    const Case cases[] = {
+    const std::tuple<std::function<void()>, PresetCountState, int, const char*, int> cases[] = {
         {[] { throw mismatch_firmware_exception_ext("m"); }, PresetCountState::Generic, -9, "m", 1},
         {[] { throw unsupported_device_exception_ext("u"); }, PresetCountState::Generic, -10, "u",
          1},
@@ -41,10 +33,10 @@ TEST_F(ExceptionTranslationTest, TheClassDecidesTheState) {
         {[] { throw std::runtime_error("r"); }, PresetCountState::Own, -6, "r", 1},
         {[] { throw 42; }, PresetCountState::Own, -6, "Unknown error", 0},
     };
-    for (const Case& c : cases) {
-        const UpgradeRecorder r = run(c.presetCount, c.body);
-        EXPECT_EQ(r.reports, (std::vector<UpgradeReport>{{c.state, c.message, 0}})) << c.message;
-        r.expectError(c.message, "entry", c.type);
+    for (const auto& [body, presetCount, state, message, type] : cases) {
+        const UpgradeRecorder r = run(presetCount, body);
+        EXPECT_EQ(r.reports, (std::vector<UpgradeReport>{{state, message, 0}})) << message;
+        r.expectError(message, "entry", type);
     }
 }
 
@@ -68,49 +60,4 @@ TEST_F(ExceptionTranslationTest, CallbackComesBeforeTheErrorObjectAndNothingWith
     UpgradeRecorder quiet = run(PresetCountState::Own, [] {});
     EXPECT_TRUE(quiet.reports.empty());
     EXPECT_EQ(quiet.error, nullptr);
-}
-
-// A host that fails to release device information has failed: the operation ends there, with
-// the host's message, and before anything is written.
-class FailedReleaseTest : public CatalogTest {};
-
-TEST_F(FailedReleaseTest, EndsTheOperationBeforeAnyWrite) {
-    const std::vector<uint8_t> l840 =
-        L840ContainerWriter().component(L840RecordWriter().name("main").data(bytes(64, 1))).write();
-    const struct {
-        const char* camera;
-        std::vector<uint8_t> file;
-    } cases[] = {
-        {"l840", l840},
-        {"l5", L5ImageWriter().write()},
-        {"l5pro", l840},
-        {"openni", bytes(0x20000, 3)},
-        {"miromax", MiroMaxPackageWriter().write()},
-    };
-    // The factory's release, then the updater's own.
-    for (const uint32_t skip : {0u, 1u}) {
-        for (const auto& c : cases) {
-            SCOPED_TRACE(std::string(c.camera) + " release " + std::to_string(skip + 1));
-            auto cam = vxsim::makeCamera(c.camera);
-            host().failCall(vxsim::HostCall::DeleteDeviceInfo, {skip, 1, "release refused"});
-            UpgradeRecorder r;
-            update(*cam, c.file, r);
-            EXPECT_EQ(r.reports, (std::vector<UpgradeReport>{{-6, "release refused", 0}}));
-            r.expectError("release refused", "vx_device_update_firmware_from_raw_data_ext", 1);
-            EXPECT_EQ(cam->camera().counters().flashWrites, 0u);
-            EXPECT_EQ(cam->camera().counters().rawDataWritesFinished, 0u);
-            if (skip == 0) {
-                EXPECT_TRUE(cam->device().exchanges().empty());
-            }
-            EXPECT_EQ(
-                logLinesWith("- where: vx_delete_device_info\n - msg: release refused").size(), 1u);
-            host().reset();
-        }
-    }
-    auto cam = vxsim::makeCamera("l840");
-    host().failCall(vxsim::HostCall::DeleteDeviceInfo, {0, 1, "release refused"});
-    const uint8_t data[4] = {1, 2, 3, 4};
-    EXPECT_THAT([&] { vx_device_write_customer_data_ext(cam->handle(), data, 4); },
-                failsWith("release refused"));
-    EXPECT_TRUE(cam->device().exchanges().empty());
 }

@@ -8,7 +8,6 @@
 #include <gmock/gmock.h>
 
 #include <cstdio>
-#include <fstream>
 #include <functional>
 
 #include "firmware/L5FirmwareParser.h"
@@ -43,17 +42,6 @@ struct Operation {
     std::function<Outcome(EmulatedCamera&)> run;
 };
 
-std::vector<uint8_t> pattern(size_t size, uint8_t seed) {
-    std::vector<uint8_t> out(size);
-    for (size_t i = 0; i < size; ++i) out[i] = static_cast<uint8_t>(seed + i * 13);
-    return out;
-}
-
-bool flashHolds(EmulatedCamera& cam, uint32_t address, const std::vector<uint8_t>& data) {
-    return std::equal(data.begin(), data.end(),
-                      cam.camera().flash().begin() + static_cast<std::ptrdiff_t>(address));
-}
-
 // The outcome of an upgrade-callback operation whose final states are `successStates`.
 Outcome upgradeOutcome(const UpgradeRecorder& r, std::initializer_list<int> successStates) {
     Outcome o;
@@ -71,9 +59,7 @@ Outcome upgradeOutcome(const UpgradeRecorder& r, std::initializer_list<int> succ
 Outcome firmwareUpdate(EmulatedCamera& cam, const std::vector<uint8_t>& file,
                        std::initializer_list<int> successStates) {
     UpgradeRecorder r;
-    vx_device_update_firmware_from_raw_data_ext(cam.handle(), file.data(),
-                                                static_cast<uint32_t>(file.size()),
-                                                UpgradeRecorder::record, false, &r, &r.error);
+    update(cam, file, r);
     Outcome o = upgradeOutcome(r, successStates);
     o.update = true;
     // A flash write checked by read-back or CRC, or an image the camera took whole.
@@ -83,9 +69,21 @@ Outcome firmwareUpdate(EmulatedCamera& cam, const std::vector<uint8_t>& file,
     return o;
 }
 
-const std::vector<uint8_t> kBoot = pattern(1000, 1);
-const std::vector<uint8_t> kMain = pattern(1500, 2);
-const std::vector<uint8_t> kFlash = pattern(3000, 3);
+// An operation that reports through exceptions: it returns or it throws, one outcome either way.
+Outcome thrownOrNot(const std::function<void()>& operation) {
+    Outcome o;
+    o.finals = 1;
+    try {
+        operation();
+        o.success = true;
+    } catch (const std::exception&) {
+    }
+    return o;
+}
+
+const std::vector<uint8_t> kBoot = bytes(1000, 1);
+const std::vector<uint8_t> kMain = bytes(1500, 2);
+const std::vector<uint8_t> kFlash = bytes(3000, 3);
 
 std::vector<Operation> operations() {
     static const auto l840 =
@@ -95,7 +93,7 @@ std::vector<Operation> operations() {
             .component(L840RecordWriter().name("main").address(0x100000).data(kMain).pids({0x0800}))
             .write();
     static const auto l5 = L5ImageWriter().pid(0x0670).size(1500).write();
-    static const auto miromax = MiroMaxPackageWriter().payload(pattern(20000, 4)).write();
+    static const auto miromax = MiroMaxPackageWriter().payload(bytes(20000, 4)).write();
     static std::vector<uint8_t> l945sePreset = [] {
         std::vector<uint8_t> p{'V', 'X', 'P', 'R', 'E', 'S', 'E', 'T'};
         p.resize(20000, 0x55);
@@ -103,42 +101,29 @@ std::vector<Operation> operations() {
     }();
     static const auto presetFile =
         L840PresetFileWriter()
-            .record(L840RecordWriter().address(0x7F0000).data(pattern(300, 5)))
+            .record(L840RecordWriter().address(0x7F0000).data(bytes(300, 5)))
             .write();
 
     return {
         {"flash write", "l840", 64,
          [](EmulatedCamera& cam) {
-             Reports reports;
-             vx_device_write_flash(
-                 cam.handle(), 0x200000, kFlash.data(), 3000,
-                 [](VXDataTranState s, uint8_t p, void* u) {
-                     static_cast<Reports*>(u)->emplace_back(s, p);
-                 },
-                 false, &reports);
+             SetProgress progress;
+             vx_device_write_flash(cam.handle(), 0x200000, kFlash.data(), 3000, SetProgress::record,
+                                   false, &progress);
+             const Reports& reports = progress.reports;
              Outcome o;
              for (const Report& r : reports)
                  o.finals += (r.first < 0 && r.second == 0) || r == Report{2, 100};
              o.success = !reports.empty() && reports.back() == Report{2, 100};
-             o.holdsImage = flashHolds(cam, 0x200000, kFlash);
+             o.holdsImage = inFlash(cam, 0x200000, kFlash);
              if (!reports.empty() && reports.back().first >= 0 && !o.success) o.finals = 0;
              return o;
          }},
         {"flash read", "l840", 64,
          [](EmulatedCamera& cam) {
              cam.camera().writeFlashDirect(0x300000, kFlash);
-             struct Read {
-                 Reports reports;
-                 std::vector<uint8_t> data;
-             } got;
-             vx_device_read_flash(
-                 cam.handle(), 0x300000, 3000,
-                 [](VXDataTranState s, VXDataChunk* c, void* u) {
-                     auto* g = static_cast<Read*>(u);
-                     g->reports.emplace_back(s, c->offset);
-                     if (s == 0) g->data.insert(g->data.end(), c->data, c->data + c->size);
-                 },
-                 false, &got);
+             GetProgress got;
+             vx_device_read_flash(cam.handle(), 0x300000, 3000, GetProgress::record, false, &got);
              Outcome o;
              for (const Report& r : got.reports) o.finals += r.first == 2 || r.first < 0;
              o.success = !got.reports.empty() && got.reports.back().first == 2;
@@ -153,20 +138,20 @@ std::vector<Operation> operations() {
         {"L840 update", "l840", 64,
          [](EmulatedCamera& cam) {
              Outcome o = firmwareUpdate(cam, l840, {VX_UPGRADE_STATE_DONE});
-             o.holdsImage = flashHolds(cam, 0x10000, kBoot) && flashHolds(cam, 0x100000, kMain);
+             o.holdsImage = inFlash(cam, 0x10000, kBoot) && inFlash(cam, 0x100000, kMain);
              return o;
          }},
         {"L840 bootloader update", "l840,boot", 64,
          [](EmulatedCamera& cam) {
              Outcome o =
                  firmwareUpdate(cam, l840, {VX_UPGRADE_STATE_STAGE_DONE, VX_UPGRADE_STATE_DONE});
-             o.holdsImage = flashHolds(cam, 0x100000, kMain);
+             o.holdsImage = inFlash(cam, 0x100000, kMain);
              return o;
          }},
         {"L5 update", "l5", 64,
          [](EmulatedCamera& cam) {
              Outcome o = firmwareUpdate(cam, l5, {VX_UPGRADE_STATE_DONE});
-             o.holdsImage = flashHolds(cam, 0, l5);
+             o.holdsImage = inFlash(cam, 0, l5);
              return o;
          }},
         {"MiroMax update", "miromax", 64,
@@ -183,16 +168,8 @@ std::vector<Operation> operations() {
          }},
         {"L840 presets", "l840", 64,
          [](EmulatedCamera& cam) {
-             const std::string path = ::testing::TempDir() + "campaign-preset.bin";
-             std::ofstream(path, std::ios::binary)
-                 .write(reinterpret_cast<const char*>(presetFile.data()),
-                        static_cast<std::streamsize>(presetFile.size()));
-             char slot[1][1024] = {};
-             std::snprintf(slot[0], sizeof slot[0], "%s", path.c_str());
              UpgradeRecorder r;
-             vx_device_update_optional_depth_presets_ext(cam.handle(), slot, 1,
-                                                         UpgradeRecorder::record, &r, &r.error);
-             std::remove(path.c_str());
+             upload(cam, {presetFile}, r);
              Outcome o;
              // Failed attempts are reported as they happen; the final outcome is the last report.
              const int last = r.reports.empty() ? 0 : std::get<0>(r.last());
@@ -204,66 +181,44 @@ std::vector<Operation> operations() {
                             std::get<1>(u).rfind("Failed to", 0) == 0;
                  }));
              o.finals += (r.error != nullptr);
-             o.holdsImage = flashHolds(cam, 0x7F0000, pattern(300, 5));
+             o.holdsImage = inFlash(cam, 0x7F0000, bytes(300, 5));
              return o;
          }},
         {"customer data write", "l840", 64,
          [](EmulatedCamera& cam) {
-             const auto data = pattern(128, 6);
-             Outcome o;
-             try {
-                 vx_device_write_customer_data_ext(cam.handle(), data.data(), 128);
-                 o.success = true;
-             } catch (const std::exception&) {
-             }
-             o.finals = 1;
+             const auto data = bytes(128, 6);
+             Outcome o = thrownOrNot(
+                 [&] { vx_device_write_customer_data_ext(cam.handle(), data.data(), 128); });
              o.holdsImage = cam.camera().rawData(vxsim::kCustomerDataId) == data;
              return o;
          }},
         {"customer data read", "l840", 64,
          [](EmulatedCamera& cam) {
-             cam.camera().setRawData(vxsim::kCustomerDataId, pattern(100, 7));
+             cam.camera().setRawData(vxsim::kCustomerDataId, bytes(100, 7));
              std::vector<uint8_t> back(128, 0);
              uint32_t size = 128;
-             Outcome o;
-             try {
-                 vx_device_read_customer_data_ext(cam.handle(), back.data(), &size);
-                 o.success = true;
-                 back.resize(size);
-                 // Raw-data answers carry no checksum either (see the plain flash read).
-                 o.holdsImage =
-                     back.size() == 100 && (back == pattern(100, 7) ||
-                                            cam.faults().injected(vxsim::FaultKind::BitFlip) > 0);
-             } catch (const std::exception&) {
-             }
-             o.finals = 1;
+             Outcome o = thrownOrNot(
+                 [&] { vx_device_read_customer_data_ext(cam.handle(), back.data(), &size); });
+             back.resize(size);
+             // Raw-data answers carry no checksum either (see the plain flash read).
+             o.holdsImage =
+                 back.size() == 100 &&
+                 (back == bytes(100, 7) || cam.faults().injected(vxsim::FaultKind::BitFlip) > 0);
              return o;
          }},
     };
 }
 
+// The last one flips the low bit of a saved product id, as a bootloader's save-info answer
+// carries it.
 const std::vector<Fault> kVariants = {
-    Fault::transportError(),
-    Fault::staleRequestId(),
-    Fault::busy(),
-    Fault::deviceError(1),
-    Fault::deviceError(0x7FFF),
-    Fault::deviceWarning(0x8001),
-    Fault::badMagic(),
-    Fault::truncate(0),
-    Fault::truncate(9),
-    Fault::truncate(10),
-    Fault::truncate(12),
-    Fault::overlongBody(1),
-    Fault::overlongBody(100),
-    Fault::overlongLength(1),
-    Fault::bitFlip(0),
-    Fault::bitFlip(83),
-    Fault::bitFlip(1001),
-    Fault::disappear(),
-    // The low bit of a saved product id, as a bootloader's save-info answer carries it.
-    Fault::bitFlip(272),
-};
+    Fault::transportError(),  Fault::staleRequestId(),    Fault::busy(),
+    Fault::deviceError(1),    Fault::deviceError(0x7FFF), Fault::deviceWarning(0x8001),
+    Fault::badMagic(),        Fault::truncate(0),         Fault::truncate(9),
+    Fault::truncate(10),      Fault::truncate(12),        Fault::overlongBody(1),
+    Fault::overlongBody(100), Fault::overlongLength(1),   Fault::bitFlip(0),
+    Fault::bitFlip(83),       Fault::bitFlip(1001),       Fault::disappear(),
+    Fault::bitFlip(272)};
 
 void noSleep(uint32_t) {}
 

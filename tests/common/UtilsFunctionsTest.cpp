@@ -1,49 +1,24 @@
 // readFile, vx_stricmp, date and firmware-version checks.
-#include <gtest/gtest.h>
-
 #include <strings.h>
-#include <unistd.h>
 
-#include <cstdio>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
 #include "common/Utils.h"
+#include "support/SimTest.h"
 
 using namespace libvxsensor;
 
-namespace {
-
-std::string tempPath(const std::string& leaf) {
-    return ::testing::TempDir() + "vx_utils_" + std::to_string(::getpid()) + "_" + leaf;
-}
-
-void writeBytes(const std::string& path, const std::vector<uint8_t>& content) {
-    std::FILE* f = std::fopen(path.c_str(), "wb");
-    ASSERT_NE(f, nullptr) << path;
-    const size_t written = content.empty() ? 0 : std::fwrite(content.data(), 1, content.size(), f);
-    std::fclose(f);
-    ASSERT_EQ(written, content.size());
-}
-
-}  // namespace
-
 TEST(ReadFile, GivesTheWholeFileOrNothing) {
-    std::vector<uint8_t> content(70000);
-    for (size_t i = 0; i < content.size(); ++i) content[i] = static_cast<uint8_t>(i * 31 + 7);
-    const std::string full = tempPath("full.bin");
-    const std::string empty = tempPath("empty.bin");
-    writeBytes(full, content);
-    writeBytes(empty, {});
-
-    EXPECT_EQ(readFile(full), content);
-    EXPECT_TRUE(readFile(empty).empty());
-    EXPECT_TRUE(readFile(tempPath("missing.bin")).empty());
+    const TempFile full("utils-full.bin", bytes(70000, 7));
+    const TempFile empty("utils-empty.bin", {});
+    EXPECT_EQ(readFile(full.path), bytes(70000, 7));
+    EXPECT_TRUE(readFile(empty.path).empty());
+    EXPECT_TRUE(readFile(::testing::TempDir() + "utils-missing.bin").empty());
     EXPECT_TRUE(readFile(::testing::TempDir()).empty()) << "a directory is not a file to read";
-    std::remove(full.c_str());
-    std::remove(empty.c_str());
 }
 
 TEST(VxStricmp, IsTheCLibrarysCaseInsensitiveComparison) {
@@ -67,56 +42,46 @@ TEST(VxStricmp, IsTheCLibrarysCaseInsensitiveComparison) {
 }
 
 TEST(VxIsValidDateTime, JudgesTheFirstEightCharactersAsACalendarDate) {
-    struct Case {
-        const char* text;
-        bool valid;
-    };
-    const Case cases[] = {
+    const std::tuple<const char*, bool> cases[] = {
         {"20240229", true},  {"20000229", true},  {"20230229", false},  {"19000229", false},
         {"20251301", false}, {"20250400", false}, {"20250431", false},  {"20251231", true},
         {"2025040", false},  {"2025041", false},  {"2025040812", true}, {"20250101junk", true},
         {"-0010101", false}, {"20250001", false}, {"00000101", true},   {"2025 1 1", true},
     };
-    for (const Case& c : cases) {
-        EXPECT_EQ(vx_isValidDateTime(c.text), c.valid) << c.text;
+    for (const auto& [text, valid] : cases) {
+        EXPECT_EQ(vx_isValidDateTime(text), valid) << text;
     }
     EXPECT_THROW(vx_isValidDateTime("ABCD0101"), std::invalid_argument);
     EXPECT_THROW(vx_isValidDateTime("2025xx01"), std::invalid_argument);
 }
 
+// Long digit runs are refused, never wrapped (4294967296000005 is 5 modulo 2^32), and only the
+// first fifteen digits of a part count (in 1.0000000000000005.3 the sixteenth, 5, does not).
 TEST(GetFirmwareVersionInt, ReadsMajorMinorPatch) {
-    struct Case {
-        const char* text;
-        int value;
-    };
-    const Case cases[] = {
-        {"1.7.16", 10716},
-        {"1.7", 0},
-        {"1", 0},
-        {"", 0},
-        {"2.10.0", 21000},
-        {"0.0.0", 0},
-        {"1.7.160", 10700},
-        {"1.123.4", 0},
-        {"1.2.3.4", 10203},
-        {"1.2.3.4.5", 0},
-        {"1.9.03", 10903},
-        {"1.4.41", 10441},
-        {"1.0.0", 10000},
-        {"v1.7.16", 10716},
-        {"1..7..16", 10716},
-        {"1.7.", 10700},
-        {"99.99.99", 999999},
-        {"100.0.0", 0},
-        {"1.", 0},
-        // Long digit runs are refused, never wrapped: 4294967296000005 is 5 modulo 2^32.
-        {"1.4294967296000005.1", 0},
-        {"1.99999999999999999999999.1", 0},
-        {"1.00000000000000000000000.1", 10001},
-        // Only the first fifteen digits of a part count: the sixteenth, 5, does not.
-        {"1.0000000000000005.3", 10003},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(getFirmwareVersionInt(c.text), c.value) << c.text;
+    const std::tuple<const char*, int> cases[] = {{"1.7.16", 10716},
+                                                  {"1.7", 0},
+                                                  {"1", 0},
+                                                  {"", 0},
+                                                  {"2.10.0", 21000},
+                                                  {"0.0.0", 0},
+                                                  {"1.7.160", 10700},
+                                                  {"1.123.4", 0},
+                                                  {"1.2.3.4", 10203},
+                                                  {"1.2.3.4.5", 0},
+                                                  {"1.9.03", 10903},
+                                                  {"1.4.41", 10441},
+                                                  {"1.0.0", 10000},
+                                                  {"v1.7.16", 10716},
+                                                  {"1..7..16", 10716},
+                                                  {"1.7.", 10700},
+                                                  {"99.99.99", 999999},
+                                                  {"100.0.0", 0},
+                                                  {"1.", 0},
+                                                  {"1.4294967296000005.1", 0},
+                                                  {"1.99999999999999999999999.1", 0},
+                                                  {"1.00000000000000000000000.1", 10001},
+                                                  {"1.0000000000000005.3", 10003}};
+    for (const auto& [text, value] : cases) {
+        EXPECT_EQ(getFirmwareVersionInt(text), value) << text;
     }
 }

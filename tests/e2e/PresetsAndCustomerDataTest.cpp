@@ -1,10 +1,8 @@
 // Optional depth presets and customer data through the exported C functions against emulated
-// cameras: what lands on the camera, the progress and final states, and every refusal.
+// cameras: what lands on the camera and in which requests, the progress and final states, and
+// the failures of the transfers. The preset refusals are in RefusalsTest.
 #include <gmock/gmock.h>
 
-#include <cstdio>
-#include <cstring>
-#include <fstream>
 #include <tuple>
 
 #include "presets/L840OptionalDepthPresetsParser.h"
@@ -20,29 +18,10 @@ using vxsim::FaultRule;
 
 class PresetsTest : public CatalogTest {
 protected:
-    void TearDown() override {
-        for (const std::string& path : written_) std::remove(path.c_str());
-        CatalogTest::TearDown();
-    }
-
-    // Writes the files and runs the preset entry point with them (missing paths stay missing).
-    UpgradeRecorder upload(vxsim::EmulatedCamera& cam,
-                           const std::vector<std::vector<uint8_t>>& files,
-                           std::vector<std::string> paths = {}) {
-        for (size_t i = 0; i < files.size(); ++i) {
-            paths.push_back(::testing::TempDir() + "preset-" + std::to_string(i) + ".bin");
-            std::ofstream(paths.back(), std::ios::binary)
-                .write(reinterpret_cast<const char*>(files[i].data()),
-                       static_cast<std::streamsize>(files[i].size()));
-            written_.push_back(paths.back());
-        }
-        std::vector<std::array<char, 1024>> slots(paths.size());
-        for (size_t i = 0; i < paths.size(); ++i)
-            std::strncpy(slots[i].data(), paths[i].c_str(), 1023);
+    static UpgradeRecorder upload(vxsim::EmulatedCamera& cam,
+                                  const std::vector<std::vector<uint8_t>>& files) {
         UpgradeRecorder r;
-        vx_device_update_optional_depth_presets_ext(
-            cam.handle(), reinterpret_cast<const char(*)[1024]>(slots.data()),
-            static_cast<uint8_t>(slots.size()), UpgradeRecorder::record, &r, &r.error);
+        ::upload(cam, files, r);
         return r;
     }
     static std::vector<uint8_t> file(uint32_t address, uint8_t fill,
@@ -57,8 +36,6 @@ protected:
         for (const auto& report : r.reports) out.push_back(std::get<2>(report));
         return out;
     }
-
-    std::vector<std::string> written_;
 };
 
 TEST_F(PresetsTest, ThreeFilesLandInFlashBetweenClearAndFinish) {
@@ -79,90 +56,13 @@ TEST_F(PresetsTest, ThreeFilesLandInFlashBetweenClearAndFinish) {
     EXPECT_EQ(cam->camera().property(214), 1) << "finished";
 }
 
-TEST_F(PresetsTest, OneFileRunsInThirds) {
-    auto cam = vxsim::makeCamera("l815");
-    EXPECT_EQ(percents(upload(*cam, {file(0x7F0000, 1, "Lumex 815")})),
+TEST_F(PresetsTest, OneFileRunsInThirdsAndADuplicateFileIsDroppedAndSaidSo) {
+    auto l815 = vxsim::makeCamera("l815");
+    EXPECT_EQ(percents(upload(*l815, {file(0x7F0000, 1, "Lumex 815")})),
               (std::vector<int>{0, 33, 66, 100}));
-}
-
-TEST_F(PresetsTest, ADuplicateFileIsDroppedAndSaidSo) {
     auto cam = vxsim::makeCamera("l840");
-    const UpgradeRecorder r = upload(*cam, {file(0x7F0000, 1), file(0x7F0000, 1)});
-    EXPECT_EQ(r.last(),
+    EXPECT_EQ(upload(*cam, {file(0x7F0000, 1), file(0x7F0000, 1)}).last(),
               (UpgradeReport{6, "Update successfully! Duplicated presets have been ignored", 100}));
-}
-
-TEST_F(PresetsTest, RefusalsBeforeAnyTraffic) {
-    struct Case {
-        const char* camera;
-        std::vector<std::vector<uint8_t>> files;
-        int state;
-        std::string message;
-    };
-    const Case cases[] = {
-        {"l840", {}, -11, "The number of preset file must be 1~3!"},
-        {"l840",
-         {file(0, 1), file(0, 2), file(0, 3), file(0, 4)},
-         -11,
-         "The number of preset file must be 1~3!"},
-        {"kovra-a,fw=1.9.02",
-         {file(0, 1)},
-         -10,
-         "Unsupported device! Firmware version must be >= 1.9.03"},
-        {"l840,fw=1.4.40",
-         {file(0, 1)},
-         -10,
-         "Unsupported device! Firmware version must be >= 1.4.41"},
-        {"l5",
-         {file(0, 1)},
-         -10,
-         "Failed to create OptionalDepthPresetsUpdater! Unsupported device, pid: 1648"},
-        {"l840", {file(0, 1, "Lumex 999")}, -9, "Preset data product mismatch: Lumex 999"},
-        {"l840",
-         {L840PresetFileWriter().record(L840RecordWriter().pids({0x0999})).write()},
-         -9,
-         "Preset data is not adaptable with the current device, pid: 2048"},
-        {"l840",
-         {L840PresetFileWriter().record(L840RecordWriter()).record(L840RecordWriter()).write()},
-         -9,
-         "All preset file data is mismatched!"},
-        {"l840",
-         {L840PresetFileWriter().record(L840RecordWriter().writeSize(65)).write()},
-         -9,
-         "Parse preset data failed!\nInvalid input data or data has been damaged"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.camera + (" " + c.message));
-        auto cam = vxsim::makeCamera(c.camera);
-        const UpgradeRecorder r = upload(*cam, c.files);
-        EXPECT_EQ(r.reports, (std::vector<UpgradeReport>{{c.state, c.message, 0}}));
-        r.expectError(c.message, "vx_device_update_preset_ext", 1);
-        EXPECT_TRUE(cam->device().exchanges().empty());
-    }
-}
-
-TEST_F(PresetsTest, ABootloaderListedInTheGroupsIsRefusedAfterTheFirmwareGate) {
-    const uint8_t records[] = {0x6E, 0x3A, 0x00, 0x08,
-                               0x6E, 0x3A, 0x01, 0x05};  // l840 and its bootloader
-    vx_set_device_info_data(0, records, sizeof records, nullptr);
-    vx_set_device_info_data(4, records, sizeof records, nullptr);
-    const std::pair<const char*, const char*> cases[] = {
-        {"l840,boot,fw=1.4.40", "Unsupported device! Firmware version must be >= 1.4.41"},
-        {"l840,boot,fw=1.7.16", "Unsupported device in bootloader mode!"}};
-    for (const auto& [model, message] : cases) {
-        auto cam = vxsim::makeCamera(model);
-        EXPECT_EQ(upload(*cam, {file(0, 1)}).reports,
-                  (std::vector<UpgradeReport>{{-10, message, 0}}));
-        EXPECT_TRUE(cam->device().exchanges().empty());
-    }
-}
-
-TEST_F(PresetsTest, AMissingSecondFileSendsNothing) {
-    auto cam = vxsim::makeCamera("l840");
-    const UpgradeRecorder r = upload(*cam, {file(0, 1)}, {"/no/such/preset.bin"});
-    EXPECT_EQ(r.reports, (std::vector<UpgradeReport>{{-12, "Failed to read preset file", 0}}));
-    r.expectError("Failed to read preset file", "vx_device_update_preset_ext", 7);
-    EXPECT_TRUE(cam->device().exchanges().empty());
 }
 
 TEST_F(PresetsTest, TransferFailuresAreReportedWithTheirState) {
@@ -199,16 +99,26 @@ TEST_F(PresetsTest, L945SeTakesItsPresetImageThroughTheFirmwarePath) {
     auto cam = vxsim::makeCamera("l945se");
     std::vector<uint8_t> image{'V', 'X', 'P', 'R', 'E', 'S', 'E', 'T'};
     image.resize(20000, 0x33);
-    const UpgradeRecorder r = upload(*cam, {image});
-    EXPECT_EQ(r.last(), (UpgradeReport{4, "Firmware data transfer done!", 100}));
+    EXPECT_EQ(upload(*cam, {image}).last(),
+              (UpgradeReport{4, "Firmware data transfer done!", 100}));
     EXPECT_EQ(cam->camera().rawData(4060), image);
-
-    const UpgradeRecorder two = upload(*cam, {image, image});
-    EXPECT_EQ(two.reports,
-              (std::vector<UpgradeReport>{{-11, "The number of preset file must be 1!", 0}}));
 }
 
-class CustomerDataTest : public PresetsTest {};
+class CustomerDataTest : public CatalogTest {
+protected:
+    static void write(vxsim::EmulatedCamera& cam, uint32_t size) {
+        const std::vector<uint8_t> data = bytes(size, 1);
+        vx_device_write_customer_data_ext(cam.handle(), data.data(), size);
+    }
+    // What a read hands back in a buffer of `capacity`.
+    static std::vector<uint8_t> read(vxsim::EmulatedCamera& cam, uint32_t capacity = 1024) {
+        std::vector<uint8_t> back(capacity, 0);
+        uint32_t got = capacity;
+        vx_device_read_customer_data_ext(cam.handle(), back.data(), &got);
+        back.resize(got);
+        return back;
+    }
+};
 
 TEST_F(CustomerDataTest, WrittenDataReadsBackForEachFamily) {
     const std::pair<const char*, uint32_t> families[] = {
@@ -216,46 +126,80 @@ TEST_F(CustomerDataTest, WrittenDataReadsBackForEachFamily) {
     for (const auto& [model, size] : families) {
         SCOPED_TRACE(model);
         auto cam = vxsim::makeCamera(model);
-        std::vector<uint8_t> data(size);
-        for (uint32_t i = 0; i < size; ++i) data[i] = static_cast<uint8_t>(i * 7 + 1);
-        vx_device_write_customer_data_ext(cam->handle(), data.data(), size);
-        std::vector<uint8_t> back(1024, 0);
-        uint32_t got = static_cast<uint32_t>(back.size());
-        vx_device_read_customer_data_ext(cam->handle(), back.data(), &got);
-        ASSERT_EQ(got, size);
-        back.resize(got);
-        EXPECT_EQ(back, data);
+        write(*cam, size);
+        EXPECT_EQ(read(*cam), bytes(size, 1));
     }
 }
 
-TEST_F(CustomerDataTest, RefusalsSendNothingAndTransferFailuresCarryTheFamilysMessage) {
-    const auto write = [](vxsim::EmulatedCamera& cam, uint32_t size) {
-        return [&cam, size] {
-            const std::vector<uint8_t> data(size, 1);
-            vx_device_write_customer_data_ext(cam.handle(), data.data(), size);
-        };
+// Both directions in packet-sized chunks: start, chunks, finish; then the length, chunks, finish.
+TEST_F(CustomerDataTest, TransfersGoInPacketSizedChunksBetweenStartAndFinish) {
+    using Wire = std::vector<std::pair<int, size_t>>;  // opcode, request size
+    const std::pair<uint32_t, Wire> cases[] = {
+        {700, {{20, 16}, {21, 496}, {21, 236}, {22, 12}, {17, 12}, {18, 20}, {18, 20}, {19, 12}}},
+        {0, {{20, 16}, {22, 12}, {17, 12}, {19, 12}}},
     };
-    const std::tuple<const char*, uint32_t, const char*> refusals[] = {
-        {"l840", 129, "The length of the written data is greater than 128 bytes!"},
-        {"openni", 33, "The length of the written data is greater than 32."},
-        {"l840,fw=1.7.15", 16,
+    for (const auto& [size, expected] : cases) {
+        auto cam = vxsim::makeCamera("l945se");
+        write(*cam, size);
+        EXPECT_EQ(read(*cam).size(), size);
+        Wire seen;
+        for (const vxsim::Exchange& e : cam->device().exchanges())
+            seen.emplace_back(vxsim::wire::parseRequest(e.request)->opcode, e.request.size());
+        EXPECT_EQ(seen, expected) << size;
+    }
+}
+
+// Refusals send nothing; a failed request is the last one sent, and the area stays as it was.
+TEST_F(CustomerDataTest, WriteFailuresThrowTheirMessageAndStopThere) {
+    const std::tuple<const char*, uint32_t, uint16_t, const char*> cases[] = {
+        {"l840", 129, 0, "The length of the written data is greater than 128 bytes!"},
+        {"openni", 33, 0, "The length of the written data is greater than 32."},
+        {"l840,fw=1.7.15", 16, 0,
          "Write Custom data failed! The device firmware version is less than 1.7.16, please "
          "upgrade the device!"},
-        {"l5", 16, "Unsupported device to create FirmwareUpdater!"},
-        {"kovra-a", 16, "Unsupported device to create FirmwareUpdater!"}};
-    for (const auto& [model, size, message] : refusals) {
+        {"l5", 16, 0, "Unsupported device to create FirmwareUpdater!"},
+        {"kovra-a", 16, 0, "Unsupported device to create FirmwareUpdater!"},
+        {"l840", 16, wire::WriteData, "Custom Data transfer failed!"},
+        {"openni", 16, wire::WriteData, "Custom Data write failed!"},
+        {"l840", 16, wire::StartWriteData, "Custom Data transfer failed!"},
+    };
+    for (const auto& [model, size, faulted, message] : cases) {
+        SCOPED_TRACE(std::string(model) + " " + message);
         auto cam = vxsim::makeCamera(model);
-        EXPECT_THAT(write(*cam, size), ThrowsMessage<std::exception>(StrEq(message))) << model;
-        EXPECT_TRUE(cam->device().exchanges().empty()) << model;
+        const auto writing = [&cam, n = size] { write(*cam, n); };
+        if (faulted == 0) {
+            EXPECT_THAT(writing, ThrowsMessage<std::exception>(StrEq(message)));
+            EXPECT_TRUE(cam->device().exchanges().empty());
+            continue;
+        }
+        cam->faults().add(FaultRule::onOpcode(faulted, Fault::deviceError(2)));
+        EXPECT_THAT(writing, ThrowsMessage<std::runtime_error>(StrEq(message)));
+        EXPECT_EQ(opcodes(*cam).back(), faulted);
+        EXPECT_TRUE(cam->camera().rawData(vxsim::kCustomerDataId).empty());
     }
+    // A host that fails to release device information ends the operation before any traffic.
+    auto cam = vxsim::makeCamera("l840");
+    host().failCall(vxsim::HostCall::DeleteDeviceInfo, {0, 1, "release refused"});
+    EXPECT_THAT([&] { write(*cam, 4); }, failsWith("release refused"));
+    EXPECT_TRUE(cam->device().exchanges().empty());
+}
 
-    const std::pair<const char*, const char*> families[] = {
-        {"l840", "Custom Data transfer failed!"}, {"openni", "Custom Data write failed!"}};
-    for (const auto& [model, message] : families) {
-        auto cam = vxsim::makeCamera(model);
-        cam->faults().add(FaultRule::onOpcode(wire::WriteData, Fault::deviceError(2)));
-        EXPECT_THAT(write(*cam, 16), ThrowsMessage<std::runtime_error>(StrEq(message))) << model;
-    }
+TEST_F(CustomerDataTest, ReadFailuresThrowAndHandNothingOn) {
+    // A short answer is not handed on as data, and no finish follows the failure.
+    auto cam = vxsim::makeCamera("l945se");
+    cam->camera().setRawData(vxsim::kCustomerDataId, bytes(700, 1));
+    shortAnswer(*cam, wire::ReadData, 1);
+    std::vector<uint8_t> back(1024, 0);
+    uint32_t size = 1024;
+    EXPECT_THAT([&] { vx_device_read_customer_data_ext(cam->handle(), back.data(), &size); },
+                failsWith("Device response with wrong data size"));
+    EXPECT_EQ(size, 1024u);
+    EXPECT_EQ(back, std::vector<uint8_t>(1024, 0));
+    EXPECT_EQ(opcodes(*cam).back(), wire::ReadData);
+
+    auto without = vxsim::makeCamera("l945se");
+    without->camera().removeRawDataObject(vxsim::kCustomerDataId);
+    EXPECT_THROW(read(*without), std::runtime_error);
 }
 
 TEST_F(CustomerDataTest, OldFirmwareStillReadsAndASmallBufferIsProtected) {

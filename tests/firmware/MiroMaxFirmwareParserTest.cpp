@@ -4,18 +4,18 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <fstream>
+#include <tuple>
 
 #include "common/VxExceptionExt.h"
-#include "firmware/MiroMaxFirmwareParser.h"
+#include "firmware/FirmwareMessages.h"
+#include "support/SimTest.h"
 
 using namespace libvxsensor;
 
 namespace {
 
-const std::string kParseFailed =
-    "2: Parse firmware data failed!\nInvalid input data or data has been damaged";
+// Of type 2, mismatch; RefusalsTest pins the text.
+const std::string kParseFailed = std::string("2: ") + firmwaremsg::kParseFailed;
 
 // "accepted", or "<exception type>: <message>" of the refusal.
 template <typename Source>
@@ -31,12 +31,7 @@ std::string parse(const Source& source) {
 }  // namespace
 
 TEST(MiroMaxFirmwareParserTest, PackageChecks) {
-    struct Case {
-        const char* what;
-        std::vector<uint8_t> package;
-        std::string expected;
-    };
-    const Case cases[] = {
+    const std::tuple<const char*, std::vector<uint8_t>, std::string> cases[] = {
         {"header only", MiroMaxPackageWriter().payload({}).write(), kParseFailed},
         {"one payload byte", MiroMaxPackageWriter().payload({7}).write(), "accepted"},
         {"empty", {}, kParseFailed},
@@ -47,8 +42,8 @@ TEST(MiroMaxFirmwareParserTest, PackageChecks) {
         {"longer platform", MiroMaxPackageWriter().platform("jetson nano2").write(), kParseFailed},
         {"shorter platform", MiroMaxPackageWriter().platform("jetson").write(), kParseFailed},
     };
-    for (const Case& c : cases) {
-        EXPECT_EQ(parse(c.package), c.expected) << c.what;
+    for (const auto& [what, package, expected] : cases) {
+        EXPECT_EQ(parse(package), expected) << what;
     }
 }
 
@@ -62,11 +57,6 @@ TEST(MiroMaxFirmwareParserTest, ProductNameKeepsFifteenCharactersAndTypeIsLittle
 
 TEST(MiroMaxFirmwareParserTest, FileModeRefusesMissingAndPresentFiles) {
     EXPECT_EQ(parse(std::string("/no/such/package.bin")), "0: Failed to read firmware file!");
-    const std::string path = ::testing::TempDir() + "miromax-package.bin";
-    const auto package = MiroMaxPackageWriter().write();
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(package.data()),
-               static_cast<std::streamsize>(package.size()));
-    EXPECT_EQ(parse(path), kParseFailed) << "a valid package is refused from a file too";
-    std::remove(path.c_str());
+    const TempFile file("miromax-package.bin", MiroMaxPackageWriter().write());
+    EXPECT_EQ(parse(file.path), kParseFailed) << "a valid package is refused from a file too";
 }

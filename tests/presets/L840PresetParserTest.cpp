@@ -5,14 +5,15 @@
 #include <stdexcept>
 
 #include "common/VxExceptionExt.h"
+#include "firmware/FirmwareMessages.h"
 #include "presets/L840OptionalDepthPresetsParser.h"
 #include "support/SimTest.h"
 
 using namespace libvxsensor;
 
 namespace {
-const char* kDamaged = "Parse preset data failed!\nInvalid input data or data has been damaged";
-const char* kPastEnd = "Parse preset data failed\nInvalid input data or data has been damaged";
+using l840presets::kMsgDamaged;  // RefusalsTest pins the text
+const char* const kPastEnd = l840presets::kMsgDataPastEnd;
 
 // The message of the mismatch a file is refused with, or "" when it parses.
 std::string refusal(const std::vector<uint8_t>& file, uint16_t pid = 0x0800) {
@@ -29,24 +30,26 @@ class L840PresetParserTest : public SimTest {};
 
 TEST_F(L840PresetParserTest, DamagedFiles) {
     const L840RecordWriter record;
-    EXPECT_EQ(refusal({1, 2, 3}), kDamaged);
-    EXPECT_EQ(refusal(L840PresetFileWriter().headerSize(129).record(record).write()), kDamaged);
+    EXPECT_EQ(refusal({1, 2, 3}), kMsgDamaged);
+    EXPECT_EQ(refusal(L840PresetFileWriter().headerSize(129).record(record).write()), kMsgDamaged);
     EXPECT_EQ(refusal(L840PresetFileWriter().headerSize(128).record(record).write()), "");
-    EXPECT_EQ(refusal(L840PresetFileWriter().count(0).record(record).write()), kDamaged);
-    EXPECT_EQ(refusal(L840PresetFileWriter().magic(0x74737271).record(record).write()), kDamaged);
-    EXPECT_EQ(refusal(L840PresetFileWriter().headerSize(40).record(record).write()), kDamaged)
+    EXPECT_EQ(refusal(L840PresetFileWriter().count(0).record(record).write()), kMsgDamaged);
+    EXPECT_EQ(refusal(L840PresetFileWriter().magic(0x74737271).record(record).write()),
+              kMsgDamaged);
+    EXPECT_EQ(refusal(L840PresetFileWriter().headerSize(40).record(record).write()), kMsgDamaged)
         << "magic not covered";
-    EXPECT_EQ(refusal(L840PresetFileWriter().record(record).truncateTo(64 + 100).write()), kDamaged)
+    EXPECT_EQ(refusal(L840PresetFileWriter().record(record).truncateTo(64 + 100).write()),
+              kMsgDamaged)
         << "record header past the end";
     EXPECT_EQ(refusal(L840PresetFileWriter().record(L840RecordWriter().claimedLength(65)).write()),
               kPastEnd);
-    EXPECT_EQ(refusal(L840PresetFileWriter().count(3).record(record).write()), kDamaged)
+    EXPECT_EQ(refusal(L840PresetFileWriter().count(3).record(record).write()), kMsgDamaged)
         << "count beyond the records";
     EXPECT_EQ(refusal(L840PresetFileWriter()
                           .count(0xFFFFFFFF)
                           .record(L840RecordWriter().headerSize(0))
                           .write()),
-              kDamaged);
+              kMsgDamaged);
 }
 
 TEST_F(L840PresetParserTest, ChecksumIsVerifiedEvenForRecordsThatWouldBeDropped) {
@@ -60,7 +63,7 @@ TEST_F(L840PresetParserTest, ChecksumIsVerifiedEvenForRecordsThatWouldBeDropped)
     } catch (const mismatch_firmware_exception_ext&) {
         FAIL() << "a checksum mismatch is a plain runtime error";
     } catch (const std::runtime_error& e) {
-        EXPECT_STREQ(e.what(), "Checksum mismatch!\nInvalid input file or file has been damaged");
+        EXPECT_STREQ(e.what(), firmwaremsg::kChecksumMismatch);
     }
 }
 

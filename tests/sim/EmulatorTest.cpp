@@ -1,7 +1,7 @@
-// Tests of the camera emulator: the host behaviour the extension's tests build on (identity,
-// object lifetimes, failure switches, exchange routing and recording, the wire format).
+// The emulated host's own strictness, which the library's tests rely on without noticing when it
+// breaks: live-object counts for the leak checks, failure switches, the call journal, and
+// answers that never reach past the buffer offered nor change it when a call fails.
 #include <algorithm>
-#include <cstdio>
 #include <functional>
 #include <map>
 #include <stdexcept>
@@ -18,7 +18,6 @@ using Bytes = std::vector<uint8_t>;
 using vxsim::Failure;
 using vxsim::HostCall;
 using vxsim::Reply;
-namespace wire = vxsim::wire;
 
 // Answers every request with `reply`, and structured data for id 5 only.
 struct Scripted : vxsim::Responder {
@@ -67,7 +66,10 @@ TEST_F(EmulatorTest, HostObjectsAreCountedSnapshots) {
     vx_device_info* info = vx_device_get_device_info(camera.handle(), nullptr);
     ASSERT_NE(info, nullptr);
     EXPECT_EQ(host().liveDeviceInfos(), infos + 1);
-    camera.identity().firmwareVersion = "9.9.9";  // must not reach the info already handed out
+    const char* serial = vx_device_get_extension_info(camera.handle(), "serial", nullptr);
+    camera.identity().firmwareVersion = "9.9.9";  // must not reach what was already handed out
+    camera.identity().extensionInfo["serial"] = "changed";
+    EXPECT_STREQ(serial, "AB12");
     EXPECT_EQ(vx_device_info_get_vid(info, nullptr), 0x3A6E);
     EXPECT_EQ(vx_device_info_get_pid(info, nullptr), 0x0840);
     EXPECT_STREQ(vx_device_info_get_connection_type(info, nullptr), "USB3.0");
@@ -170,7 +172,7 @@ TEST_F(EmulatorTest, EveryHostCallHonoursItsSwitch) {
     vx_delete_device_info(info, nullptr);
 }
 
-TEST_F(EmulatorTest, ExchangesAreRecordedAndNeverWritePastTheBuffer) {
+TEST_F(EmulatorTest, AnswersAreCutToTheBufferAndFailuresLeaveItAlone) {
     device->reply.bytes = {0xA, 0xB, 0xC};
     EXPECT_EQ(send(8), std::make_pair(3u, std::string()));
     EXPECT_EQ(Bytes(memory, memory + 4), (Bytes{0xA, 0xB, 0xC, 0xEE}));
@@ -184,80 +186,41 @@ TEST_F(EmulatorTest, ExchangesAreRecordedAndNeverWritePastTheBuffer) {
     device->reply.reportedLength = 4096;  // a lying device: the caller must not trust it
     EXPECT_EQ(send(8).first, 4096u);
     EXPECT_EQ(camera.exchanges().back().reportedLength, 4096u);
-    EXPECT_EQ(Bytes(memory, memory + 8), Bytes(8, 0x11));
     EXPECT_EQ(Bytes(memory + 8, memory + 16), Bytes(8, 0xEE));
-}
 
-TEST_F(EmulatorTest, TransportFailuresLeaveTheBufferAlone) {
+    device->structure5 = {1, 2, 3, 4, 5, 6, 7, 8, 9};
+    uint32_t size = 8;
+    vx_device_get_structured_data(camera.handle(), 5, memory + 8, &size, nullptr);
+    EXPECT_EQ(size, 8u);
+    EXPECT_EQ(Bytes(memory + 8, memory + 16), (Bytes{1, 2, 3, 4, 5, 6, 7, 8}));
+
+    std::fill(memory, memory + sizeof memory, uint8_t{0xEE});
     device->reply = Reply::transportFailure("link down");
     EXPECT_EQ(send(4), std::make_pair(4u, std::string("link down")));
     EXPECT_EQ(camera.exchanges().back().errorMessage, "link down");
     device->reply.hostThrows = true;
     EXPECT_THROW(send(4), std::runtime_error);
-    EXPECT_EQ(Bytes(memory, memory + 16), Bytes(16, 0xEE));
+    vx_error* error = nullptr;
+    vx_device_get_structured_data(camera.handle(), 6, memory, &size, &error);
+    EXPECT_EQ(take(error), "Structured data not available: 6");
     camera.setResponder(nullptr);
     EXPECT_NE(send(4).second, "");
-    EXPECT_EQ(camera.exchanges().size(), 3u);  // failed exchanges are recorded too
-    vx_error* error = nullptr;
+    EXPECT_EQ(camera.exchanges().size(), 6u) << "failed exchanges are recorded too";
+    EXPECT_EQ(Bytes(memory, memory + 16), Bytes(16, 0xEE));
     vx_device_send_and_receive_data(nullptr, memory, 1, memory, nullptr, &error);
     EXPECT_NE(take(error), "");
 }
 
-TEST_F(EmulatorTest, StructuredDataIsCutToTheCapacityAndExtensionTextIsACopy) {
-    device->structure5 = {1, 2, 3, 4, 5, 6};
-    uint32_t size = 4;
-    vx_error* error = nullptr;
-    vx_device_get_structured_data(camera.handle(), 5, memory, &size, &error);
-    EXPECT_EQ(take(error), "");
-    EXPECT_EQ(size, 4u);
-    EXPECT_EQ(Bytes(memory, memory + 5), (Bytes{1, 2, 3, 4, 0xEE}));
-    vx_device_get_structured_data(camera.handle(), 6, memory, &size, &error);
-    EXPECT_EQ(take(error), "Structured data not available: 6");
-    camera.setResponder(nullptr);
-    vx_device_get_structured_data(camera.handle(), 5, memory, &size, &error);
-    EXPECT_NE(take(error), "");
-
-    const char* serial = vx_device_get_extension_info(camera.handle(), "serial", nullptr);
-    camera.identity().extensionInfo["serial"] = "changed";
-    EXPECT_STREQ(serial, "AB12");
-    EXPECT_EQ(vx_device_get_extension_info(camera.handle(), "nope", &error), nullptr);
-    EXPECT_EQ(take(error), "Extension info not found: nope");
-}
-
-TEST_F(EmulatorTest, LogLinesAreKeptAndEchoedFromTheThreshold) {
-    std::FILE* echo = std::tmpfile();
-    ASSERT_NE(echo, nullptr);
-    host().setLogEcho(echo, VX_LOG_SEVERITY_WARN);
-    vx_log_external_message(VX_LOG_SEVERITY_INFO, "SDKExt", "quiet", "a.cpp", "f", 1, nullptr);
-    vx_log_external_message(VX_LOG_SEVERITY_WARN, "SDKExt", "loud", "b.cpp", "checkStatus", 42,
-                            nullptr);
-    vx_log_external_message(VX_LOG_SEVERITY_ERROR, nullptr, nullptr, nullptr, nullptr, 0, nullptr);
-    host().setLogEcho(nullptr);
-    EXPECT_EQ(host().logLines().size(), 3u);
-    std::rewind(echo);
-    char text[256] = {};
-    const size_t got = std::fread(text, 1, sizeof text - 1, echo);
-    std::fclose(echo);
-    EXPECT_EQ(std::string(text, got),
-              "[WARN] SDKExt checkStatus: loud (b.cpp:42)\n[ERROR]  :  (:0)\n");
-}
-
-TEST(WireTest, MessagesPadOddDataAndParsingRejectsGarbage) {
-    EXPECT_EQ(wire::makeResponse(wire::ReadFlash, 0x1234, 0x8001, {1, 2, 3}),
-              (Bytes{'R', 'B', 3, 0, 25, 0, 0x34, 0x12, 0x01, 0x80, 1, 2, 3, 0}));
-    EXPECT_EQ(wire::le16(&wire::makeResponse(wire::GetProperty, 1, 0, {1, 2})[2]), 2);
-    Bytes bytes{'G', 'M', 3, 0, wire::WriteFlash, 0, 0x34, 0x12};
-    wire::putLe32(bytes, 0xA1B2C3D4);
-    wire::putLe16(bytes, 0xBEEF);
-    const auto request = wire::parseRequest(bytes);
-    ASSERT_TRUE(request.has_value());
-    // Fields that would reach past the payload read as 0.
-    EXPECT_EQ(std::make_tuple(request->halfWordSize, request->opcode, request->requestId,
-                              request->u32(0), request->u16(4), request->u32(3), request->u16(5)),
-              std::make_tuple(3, wire::WriteFlash, 0x1234, 0xA1B2C3D4u, 0xBEEF, 0u, 0));
-    EXPECT_FALSE(wire::parseRequest(Bytes(bytes.begin(), bytes.begin() + 7)).has_value());
-    bytes[1] = 'X';
-    EXPECT_FALSE(wire::parseRequest(bytes).has_value());
+TEST_F(EmulatorTest, CallJournalRecordsWhileOnAndResetEndsIt) {
+    vx_delete_device_info(vx_device_get_device_info(camera.handle(), nullptr), nullptr);
+    EXPECT_TRUE(host().callJournal().empty()) << "off by default";
+    host().setCallJournal(true);
+    vx_delete_device_info(vx_device_get_device_info(camera.handle(), nullptr), nullptr);
+    EXPECT_THAT(host().callJournal(),
+                ::testing::ElementsAre("vx_device_get_device_info", "vx_delete_device_info"));
+    host().reset();
+    send(8);
+    EXPECT_TRUE(host().callJournal().empty());
 }
 
 }  // namespace

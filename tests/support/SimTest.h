@@ -1,10 +1,14 @@
 // A test fixture that starts every test with a clean emulated host: no log lines, no failure
-// switches, and live-object counts taken as the baseline for leak checks.
+// switches, and live-object counts taken as the baseline for leak checks. Also the small helpers
+// every kind of test uses: counting bytes and files in the temporary directory.
 #pragma once
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <fstream>
+#include <numeric>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -12,6 +16,27 @@
 
 #include "vxsim/Emulator.h"
 #include "vxsim/Wire.h"
+
+// `size` bytes counting up from `seed`.
+inline std::vector<uint8_t> bytes(size_t size, uint8_t seed) {
+    std::vector<uint8_t> out(size);
+    std::iota(out.begin(), out.end(), seed);
+    return out;
+}
+
+// A file in the test's temporary directory, removed when the object goes.
+struct TempFile {
+    std::string path;
+    TempFile(const std::string& name, const std::vector<uint8_t>& content)
+        : path(::testing::TempDir() + name) {
+        std::ofstream(path, std::ios::binary)
+            .write(reinterpret_cast<const char*>(content.data()),
+                   static_cast<std::streamsize>(content.size()));
+    }
+    ~TempFile() { std::remove(path.c_str()); }
+    TempFile(const TempFile&) = delete;
+    TempFile& operator=(const TempFile&) = delete;
+};
 
 class SimTest : public ::testing::Test {
 protected:
