@@ -127,9 +127,12 @@ CheckResult L840OptionalDepthPresetsUpdater::check(
     unsigned fileNumber = 0;
     for (const auto& parser : plan.parsers) {
         ++fileNumber;
+        unsigned recordNumber = 0;
         for (const L840OptionalDepthPresetsData& record : parser->getDataList()) {
-            result.writes.push_back({"preset file " + std::to_string(fileNumber), true,
-                                     static_cast<uint32_t>(record.flashAddress()),
+            ++recordNumber;
+            result.writes.push_back({"preset file " + std::to_string(fileNumber) + " record " +
+                                         std::to_string(recordNumber),
+                                     true, static_cast<uint32_t>(record.flashAddress()),
                                      record.writeSize(), plan.packetSize, true});
         }
     }

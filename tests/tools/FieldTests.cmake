@@ -35,6 +35,9 @@ vx_json_test(NAME tool_json_customer_data ARGS customer-data write ${VX_DEVICE_D
 vx_json_test(NAME tool_json_customer_data_read ARGS customer-data read --sim l945se
   OUTPUT "\"type\":\"data\",\"hex\":\"\"")
 vx_json_test(NAME tool_json_flash ARGS flash read 0 64 -o json-flash.bin --sim l840)
+# -o -: the data alone on standard output, the report for people on standard error.
+vx_tool_test(NAME tool_data_to_stdout ARGS flash read 0x7F0000 16 -o - --sim l840 STDOUT_BYTES 16
+  OUTPUT "Result: done \\(2\\): 16 bytes at 0x007F0000 written to standard output")
 vx_json_test(NAME tool_json_usage_error CODE 2 ARGS update json-missing.fw --sim l840)
 vx_json_test(NAME tool_json_bad_sim CODE 2 ARGS update device-l840.fw --sim l840,conn=USB9
   OUTPUT "unknown connection type 'USB9' \\(known: USB2.0 USB3.0 GMSL2 Ethernet\\)")

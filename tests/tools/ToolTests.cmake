@@ -3,7 +3,7 @@
 # file another uses; order them with DEPENDS).
 set(VX_TOOL_WORK ${CMAKE_CURRENT_BINARY_DIR}/tools/work)
 function(vx_tool_test)
-  cmake_parse_arguments(T "" "NAME;CODE;OUTPUT;REJECT" "ARGS;DEPENDS" ${ARGN})
+  cmake_parse_arguments(T "" "NAME;CODE;OUTPUT;REJECT;STDOUT_BYTES" "ARGS;DEPENDS" ${ARGN})
   if(NOT DEFINED T_CODE)
     set(T_CODE 0)
   endif()
@@ -14,6 +14,9 @@ function(vx_tool_test)
   endif()
   if(DEFINED T_REJECT)
     list(APPEND extra "-DREJECT_OUTPUT=${T_REJECT}")
+  endif()
+  if(DEFINED T_STDOUT_BYTES)
+    list(APPEND extra "-DSTDOUT_BYTES=${T_STDOUT_BYTES}")
   endif()
   string(REPLACE ";" "@@" emulator "${CMAKE_CROSSCOMPILING_EMULATOR}")
   add_test(NAME ${T_NAME} COMMAND ${CMAKE_COMMAND} -DTOOL=$<TARGET_FILE:vxfw>

@@ -43,6 +43,7 @@ struct DeviceArgs {
     DeviceChoice choice;
     bool verbose = false;
     bool json = false;
+    bool dataOnStdout = false;  // -o -: the report then goes to standard error
 };
 
 void addDeviceOptions(CLI::App* command, DeviceArgs& args) {
@@ -147,7 +148,8 @@ class Run {
 public:
     Run(const DeviceArgs& args, const DevicePlugin& plugin, CameraSession& camera,
         uint64_t totalBytes)
-        : out(args.json, usageClock(plugin, camera), totalBytes),
+        : out(args.json, args.dataOnStdout ? stderr : stdout, usageClock(plugin, camera),
+              totalBytes),
           camera_(camera),
           modelled_(plugin.table().virtual_time != 0),
           start_(std::chrono::steady_clock::now()) {}
@@ -748,6 +750,7 @@ void registerDeviceCommands(CLI::App& app, int& exitCode) {
             *code = endWith(a->device, kBadArguments, "-o - and --json both want standard output");
             return;
         }
+        a->device.dataOnStdout = a->output == "-";
         *code = onDevice(a->device, 0,
                          [a](Run& r, vx_device_t* d) { return readCustomerData(r, d, a->output); });
     });
@@ -776,6 +779,7 @@ void registerDeviceCommands(CLI::App& app, int& exitCode) {
             *code = endWith(a->device, kBadArguments, "-o - and --json both want standard output");
             return;
         }
+        a->device.dataOnStdout = a->output == "-";
         *code = onDevice(a->device, number(a->size), [a](Run& r, vx_device_t* d) {
             return readFlash(r, d, number(a->offset), number(a->size), a->output);
         });

@@ -13,16 +13,17 @@ void printJsonLine(const Json& object) {
     std::fflush(stdout);
 }
 
-Output::Output(bool json, Progress::UsageClock usage, uint64_t totalBytes)
+Output::Output(bool json, std::FILE* stream, Progress::UsageClock usage, uint64_t totalBytes)
     : json_(json),
-      progress_(stdout, !json && isatty(fileno(stdout)) != 0, std::move(usage), totalBytes) {}
+      stream_(stream),
+      progress_(stream, !json && isatty(fileno(stream)) != 0, std::move(usage), totalBytes) {}
 
 void Output::event(const Json& object, const std::string& text) {
     if (json_) {
         printJsonLine(object);
     } else {
         progress_.end();
-        std::printf("%s\n", text.c_str());
+        std::fprintf(stream_, "%s\n", text.c_str());
     }
 }
 
@@ -67,31 +68,32 @@ ExitCode Output::finish(ExitCode exit, const std::string& result, std::optional<
     }
     progress_.end();
     if (state) {
-        std::printf("Result: %s (%d): %s\n", result.c_str(), *state, oneLine(message).c_str());
+        std::fprintf(stream_, "Result: %s (%d): %s\n", result.c_str(), *state,
+                     oneLine(message).c_str());
     } else {
-        std::printf("Result: %s: %s\n", result.c_str(), oneLine(message).c_str());
+        std::fprintf(stream_, "Result: %s: %s\n", result.c_str(), oneLine(message).c_str());
     }
-    std::printf("Exchanges: %llu (%llu failed), %llu bytes sent, %llu received\n",
-                static_cast<unsigned long long>(f.exchanges),
-                static_cast<unsigned long long>(f.failedExchanges),
-                static_cast<unsigned long long>(f.bytesSent),
-                static_cast<unsigned long long>(f.bytesReceived));
-    if (!f.cameraReport.empty()) std::printf("%s\n", f.cameraReport.c_str());
+    std::fprintf(stream_, "Exchanges: %llu (%llu failed), %llu bytes sent, %llu received\n",
+                 static_cast<unsigned long long>(f.exchanges),
+                 static_cast<unsigned long long>(f.failedExchanges),
+                 static_cast<unsigned long long>(f.bytesSent),
+                 static_cast<unsigned long long>(f.bytesReceived));
+    if (!f.cameraReport.empty()) std::fprintf(stream_, "%s\n", f.cameraReport.c_str());
     if (f.modelled) {
         std::string links;
         for (const auto& [name, seconds] : modelled.items()) {
             links +=
                 (links.empty() ? "" : ", ") + name + " " + formatDuration(seconds.get<double>());
         }
-        std::printf("Modelled link time: %s\n", links.c_str());
+        std::fprintf(stream_, "Modelled link time: %s\n", links.c_str());
     }
-    std::printf("Library time: %s (wall clock)", formatDuration(f.seconds).c_str());
+    std::fprintf(stream_, "Library time: %s (wall clock)", formatDuration(f.seconds).c_str());
     if (f.skippedPauseSeconds > 0.0) {
-        std::printf("; %s of pauses skipped (the emulated camera needs none)",
-                    formatDuration(f.skippedPauseSeconds).c_str());
+        std::fprintf(stream_, "; %s of pauses skipped (the emulated camera needs none)",
+                     formatDuration(f.skippedPauseSeconds).c_str());
     }
-    std::printf("\n");
-    std::fflush(stdout);
+    std::fprintf(stream_, "\n");
+    std::fflush(stream_);
     return exit;
 }
 

@@ -1,6 +1,7 @@
 // What a device command says: for people, progress lines (redrawn on a terminal) and a result
 // with the run's figures; with --json, JSON Lines on standard output, one object per event and
-// one final object that carries the exit status. Diagnostics go to standard error either way.
+// one final object that carries the exit status. Diagnostics go to standard error either way, and
+// so does the report for people when the data itself goes to standard output (-o -).
 //   {"type": "camera", "description": "..."}
 //   {"type": "progress", "state": 4, "name": "transferring", "percent": 42, "message": "..."}
 //   {"type": "firmware", "camera": "1.7.16", "file": "1.7.20"}
@@ -11,6 +12,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <optional>
 #include <string>
 
@@ -37,7 +39,8 @@ struct RunFigures {
 
 class Output {
 public:
-    Output(bool json, Progress::UsageClock usage, uint64_t totalBytes);
+    // `stream`: where the report for people goes.
+    Output(bool json, std::FILE* stream, Progress::UsageClock usage, uint64_t totalBytes);
 
     bool json() const { return json_; }
     // One JSON line, or (for people) one text line.
@@ -54,6 +57,7 @@ public:
 
 private:
     bool json_;
+    std::FILE* stream_;
     Progress progress_;
 };
 
