@@ -62,7 +62,8 @@ check_contents() {
             ./usr/lib/$multiarch/pkgconfig/vxsensor_sim.pc
             ./usr/lib/$multiarch/cmake/vxsensor_ext/vxsensor_simTargets.cmake"
         [vxfw]="./usr/bin/vxfw ./usr/share/man/man1/vxfw.1.gz
-            ./usr/share/bash-completion/completions/vxfw"
+            ./usr/share/bash-completion/completions/vxfw ./usr/bin/vxsensor-camera-artifact
+            ./usr/share/mender/modules/v3/vxsensor-camera"
     )
     local package path
     for package in "${!expected[@]}"; do

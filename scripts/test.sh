@@ -4,7 +4,8 @@
 # AddressSanitizer and UndefinedBehaviorSanitizer (clang), runs the end-to-end tests under
 # valgrind, runs each fuzz target for a bounded time, cross-builds for 32-bit ARM and runs the
 # suite under qemu-arm, then builds the Debian packages for both and checks them
-# (scripts/packages.sh). Installs missing Debian packages first.
+# (scripts/packages.sh), and rolls a firmware update out through Debian's Mender client with the
+# packaged update module (scripts/mender.sh, as root). Installs missing Debian packages first.
 #   scripts/test.sh            everything
 #   scripts/test.sh native     the native build and its tests only
 set -euo pipefail
@@ -52,3 +53,6 @@ ctest --test-dir build/armhf --output-on-failure -j"$jobs"
 
 echo "== Debian packages (amd64, armhf cross-built): lintian, the extracted packages at work"
 bash scripts/packages.sh
+
+echo "== Fleet rollout: Mender client, standalone, the packaged update module and an emulated camera"
+bash scripts/mender.sh
