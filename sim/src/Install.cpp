@@ -13,7 +13,7 @@ namespace {
 
 constexpr int16_t kWorking = 1;
 constexpr int16_t kStarted = 2;
-constexpr int16_t kDone = 3;
+constexpr int16_t kDone = kInstallDoneStatus;
 constexpr size_t kMessageOffset = 4;
 
 // Models the library serves with the L5Pro updater, and the MiroMax family.
@@ -117,6 +117,18 @@ void addSelfInstallFor(const ModelInfo& model, VirtualCamera& camera) {
     StatusLayout layout{};
     bool presets = false;
     if (hasSelfInstall(model, layout, presets)) addSelfInstall(camera, layout, presets);
+}
+
+void showStatusAfterBoot(EmulatedCamera& camera, bool installCutShort) {
+    StatusLayout layout{};
+    bool presets = false;
+    if (!hasSelfInstall(camera.model(), layout, presets)) return;
+    const InstallStatus status =
+        installCutShort ? InstallStatus{kInstallCutShortStatus, 0,
+                                        "Install interrupted by a power loss: nothing of it "
+                                        "was installed; send it again"}
+                        : InstallStatus{};
+    camera.camera().setStructure(kUpgradeStatusId, encodeInstallStatus(status, layout));
 }
 
 }  // namespace vxsim

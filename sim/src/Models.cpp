@@ -9,6 +9,7 @@
 #include <optional>
 #include <stdexcept>
 
+#include "vxsim/Boot.h"
 #include "vxsim/Install.h"
 #include "vxsim/Wire.h"
 
@@ -144,7 +145,7 @@ std::string trim(const std::string& text) {
 const char* const kOptionList =
     "conn=USB2.0|USB3.0|GMSL2|Ethernet, fw=VERSION, boot, flash=SIZE, isp=VERSION, "
     "saveinfo=primary|fallback; with --sim also fault=TARGET[@N]:KIND[:VALUE], disappear=N, "
-    "install=ok|fail|never, state=FILE, interrupt=N[:COUNT]";
+    "install=ok|fail|never, state=FILE, interrupt=N[:COUNT], cut=N, reboot";
 
 [[noreturn]] void refuse(const std::string& description, const std::string& why) {
     throw std::invalid_argument("camera description '" + description + "': " + why);
@@ -263,9 +264,10 @@ std::shared_ptr<VirtualCamera> buildCamera(const ModelInfo& /*info*/, const Opti
     return std::make_shared<VirtualCamera>(options.flashSize);
 }
 
-void addBootloaderState(const ModelInfo& info, const Options& options, VirtualCamera& camera) {
+// The normal firmware keeps its identity in flash for the bootloader it may have to fall back on,
+// so cameras made in either mode have it.
+void addSaveInfo(const ModelInfo& info, const Options& options, VirtualCamera& camera) {
     if (info.family == Family::L840) {
-        camera.setHostStructuredData(kBootloaderInfoId, std::vector<uint8_t>(16, 0));
         std::vector<uint8_t> record(kL840SaveInfoSize, 0);
         putLe16At(record, 32, info.vid);
         putLe16At(record, 34, info.pid);
@@ -361,9 +363,27 @@ EmulatedCamera::EmulatedCamera(ModelInfo model, bool bootloader, Identity identi
       bootloader_(bootloader),
       device_(std::move(identity)),
       camera_(std::move(camera)) {
-    device_.setResponder(camera_);
+    boot_ = std::make_shared<BootRecords>(camera_);
+    device_.setResponder(boot_);
     faults_ = attachFaults(device_);
     device_.setLinkModel(linkPreset(device_.identity().connectionType));
+    // A camera made in its bootloader has no firmware to fall back on.
+    boot_->state().firmwareMissing = bootloader;
+    setBootloaderMode(bootloader);
+}
+
+void EmulatedCamera::setBootloaderMode(bool on) {
+    if (on && model_.bootloaderPid == 0) {
+        throw std::invalid_argument("model '" + model_.name + "' has no bootloader mode");
+    }
+    bootloader_ = on;
+    device_.identity().pid = on ? model_.bootloaderPid : model_.pid;
+    if (model_.family != Family::L840) return;
+    if (on) {
+        camera_->setHostStructuredData(kBootloaderInfoId, std::vector<uint8_t>(16, 0));
+    } else {
+        camera_->removeHostStructuredData(kBootloaderInfoId);
+    }
 }
 
 std::unique_ptr<EmulatedCamera> makeCamera(const std::string& description) {
@@ -379,7 +399,7 @@ std::unique_ptr<EmulatedCamera> makeCamera(const std::string& description) {
 
     auto camera = buildCamera(info, options);
     addFamilyBehaviour(info, *camera);
-    if (options.bootloader) addBootloaderState(info, options, *camera);
+    if (info.bootloaderPid != 0) addSaveInfo(info, options, *camera);
     return std::make_unique<EmulatedCamera>(info, options.bootloader, std::move(identity),
                                             std::move(camera));
 }

@@ -14,6 +14,7 @@
 #include <iterator>
 #include <stdexcept>
 
+#include "vxsim/Boot.h"
 #include "vxsim/Install.h"
 #include "vxsim/Wire.h"
 
@@ -182,7 +183,7 @@ InstallScript installNamed(const std::string& outcome) {
 // ---- State file -----------------------------------------------------------------------------
 // "VXFWSIM2", then records of tag (1 byte), position (LE32), length (LE32) and bytes:
 //   'F' a changed 4 KiB flash block at position | 'C' the customer data | 'V' the firmware
-//   version the camera reports
+//   version the camera reports | 'W' and 'B' what its boot depends on (vxsim/Boot.h)
 
 constexpr char kStateMagic[] = "VXFWSIM2";
 constexpr size_t kMagicSize = sizeof kStateMagic - 1;
@@ -206,6 +207,8 @@ Session::Session(const std::string& description) {
     std::optional<uint64_t> disappearAfter;
     std::optional<InstallScript> install;
     std::optional<std::pair<uint64_t, uint64_t>> interruptAt;
+    std::optional<uint64_t> cutAfter;
+    bool reboot = false;
     for (size_t i = 1; i < parts.size(); ++i) {
         const size_t eq = parts[i].find('=');
         const std::string key = parts[i].substr(0, eq);
@@ -225,6 +228,15 @@ Session::Session(const std::string& description) {
                                             ": N[:COUNT], N from 1, COUNT 1 to 3");
             }
             interruptAt = std::make_pair(*after, *count);
+        } else if (key == "cut") {
+            cutAfter = parseNumber(value, UINT32_MAX);
+            if (!cutAfter || *cutAfter == 0) {
+                throw std::invalid_argument("cut=" + value +
+                                            ": N, the exchange (from 1) after which the camera "
+                                            "loses its power");
+            }
+        } else if (key == "reboot" && eq == std::string::npos) {
+            reboot = true;
         } else if (key == "install") {
             install = installNamed(value);
         } else if (key == "state") {
@@ -247,6 +259,9 @@ Session::Session(const std::string& description) {
                                                           interruptAt->first, interruptAt->second));
     }
     if (!stateFile_.empty()) load();
+    // A camera that lost its power boots afresh when it is next opened.
+    if (reboot || camera_->boot().state().powerLost) camera_->reboot();
+    if (cutAfter) camera_->cutPowerAfter(*cutAfter);
 }
 
 void Session::load() {
@@ -282,10 +297,12 @@ void Session::load() {
                 camera.setRawData(kCustomerDataId, std::move(bytes));
             } else if (tag == 'V') {
                 camera_->device().identity().firmwareVersion.assign(bytes.begin(), bytes.end());
-            } else {
+            } else if (!takeBootStateRecord(*camera_, {tag, position, std::move(bytes)})) {
                 throw damaged;
             }
         } catch (const std::out_of_range&) {
+            throw damaged;
+        } catch (const std::invalid_argument&) {
             throw damaged;
         }
     }
@@ -309,6 +326,9 @@ void Session::save() const {
     }
     const std::string& version = camera_->device().identity().firmwareVersion;
     putRecord(out, 'V', 0, reinterpret_cast<const uint8_t*>(version.data()), version.size());
+    for (const StateRecord& r : bootStateRecords(*camera_)) {
+        putRecord(out, r.tag, r.position, r.bytes.data(), r.bytes.size());
+    }
 
     const std::string temporary = stateFile_ + ".new";
     {
@@ -330,7 +350,7 @@ std::string Session::describe() const {
                   static_cast<unsigned>(id.pid));
     return "Emulated " + camera_->model().productName + " (" + camera_->model().name +
            (camera_->bootloader() ? ", bootloader" : "") + ", " + ids + ", " + id.connectionType +
-           ", firmware " + id.firmwareVersion + ")";
+           ", firmware " + id.firmwareVersion + installedImageText(*camera_) + ")";
 }
 
 std::string Session::report() const {

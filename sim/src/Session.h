@@ -2,7 +2,7 @@
 // catalog camera, the session options on top of the camera options, and a state file that lets
 // one run see what an earlier one left.
 //   MODEL[,camera options][,fault=TARGET[@N]:KIND[:VALUE]...][,disappear=N]
-//        [,install=ok|fail|never][,state=FILE][,interrupt=N[:COUNT]]
+//        [,install=ok|fail|never][,state=FILE][,interrupt=N[:COUNT]][,cut=N][,reboot]
 #pragma once
 
 #include <memory>

@@ -29,6 +29,9 @@ constexpr uint32_t kPresetPackageId = 4060;  // raw-data object: preset packages
 constexpr uint32_t kUpgradeStatusId = 1006;  // structure
 constexpr uint32_t kUpgradeStatusSize = 260;
 constexpr uint32_t kInstallImageCapacity = 32u << 20;  // room for 16 MiB images and more
+constexpr int16_t kInstallDoneStatus = 3;
+// What the status shows after a boot when the install under way lost its power.
+constexpr int16_t kInstallCutShortStatus = -7;
 
 // Where the percentage sits in the status structure.
 enum class StatusLayout { L5Pro, MiroMax };
@@ -77,5 +80,9 @@ void setInstallScript(EmulatedCamera& camera, const InstallScript& script);
 
 // The catalog's hook: self-install for the models that have it, nothing for the others.
 void addSelfInstallFor(const ModelInfo& model, VirtualCamera& camera);
+
+// The status a camera that installs its own updates shows after a boot: idle, or
+// kInstallCutShortStatus when the install under way lost its power. Nothing for other models.
+void showStatusAfterBoot(EmulatedCamera& camera, bool installCutShort);
 
 }  // namespace vxsim

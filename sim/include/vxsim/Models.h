@@ -87,8 +87,11 @@ using GroupRecords = std::vector<std::pair<uint16_t, std::vector<uint8_t>>>;
 GroupRecords groupRecords();
 GroupRecords groupRecords(const std::string& modelName);
 
+class BootRecords;
+
 // A catalog camera: the emulated device, the virtual camera answering it and a fault plan in
-// between (empty until rules are added).
+// between (empty until rules are added). Boot records in front of the camera keep what its
+// boot depends on (vxsim/Boot.h).
 class EmulatedCamera {
 public:
     EmulatedCamera(ModelInfo model, bool bootloader, Identity identity,
@@ -97,16 +100,29 @@ public:
     Device& device() { return device_; }
     vx_device_t* handle() { return device_.handle(); }
     VirtualCamera& camera() { return *camera_; }
+    const VirtualCamera& camera() const { return *camera_; }
     const std::shared_ptr<VirtualCamera>& sharedCamera() const { return camera_; }
     FaultPlan& faults() { return *faults_; }
     const ModelInfo& model() const { return model_; }
     bool bootloader() const { return bootloader_; }
+
+    // Runs the bootloader (its product id; the L840 family's bootloader answers its probe) or
+    // the main firmware. std::invalid_argument for a model without a bootloader mode.
+    void setBootloaderMode(bool on);
+    BootRecords& boot() { return *boot_; }
+    const BootRecords& boot() const { return *boot_; }
+    // Power off and on: the camera boots what its flash allows.
+    void reboot();
+    // The camera answers exchanges up to the n-th (from 1), then loses its power with its flash
+    // as it is; reboot() brings it back.
+    void cutPowerAfter(uint64_t n);
 
 private:
     ModelInfo model_;
     bool bootloader_;
     Device device_;
     std::shared_ptr<VirtualCamera> camera_;
+    std::shared_ptr<BootRecords> boot_;
     std::shared_ptr<FaultPlan> faults_;
 };
 
