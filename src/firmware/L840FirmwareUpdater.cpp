@@ -103,8 +103,10 @@ Plan prepare(DeviceFacts& facts, ByteView data) {
             throw std::runtime_error(
                 "Failed to read the device identity from flash in bootloader mode");
         }
+        // Unlike a failed read, nothing a second run does changes this: the camera is refused,
+        // as an L5-family bootloader without its identity is.
         if (isBootloader(saved.ids)) {
-            throw std::runtime_error(
+            throw unsupported_device_exception_ext(
                 "The device identity saved in flash is not recognised in bootloader mode");
         }
         plan.ids = named = saved.ids;

@@ -161,10 +161,10 @@ TEST_F(RefusalsTest, L840Family) {
         image("l840,boot", bootAndMain(), -6, unreadable)
             .reading()
             .with(fault(FaultRule::onOpcode(wire::ReadFlash, 0, Fault::transportError()))),
-        image("l840,boot", bootAndMain(), -6, unknown)  // one bit of the saved product flipped
+        image("l840,boot", bootAndMain(), -10, unknown)  // one bit of the saved product flipped
             .reading()
             .with(fault(FaultRule::onOpcode(wire::ReadFlash, 0, Fault::bitFlip(272)))),
-        image("l840,boot", bootAndMain(), -6, unknown)
+        image("l840,boot", bootAndMain(), -10, unknown)
             .reading()
             .with([](vxsim::EmulatedCamera& cam) {
                 cam.camera().writeFlashDirect(vxsim::kSaveInfoOffset,

@@ -98,8 +98,8 @@ vx_dry_run(tool_dry_customer_data_old_firmware l840,fw=1.7.15 "customer-data;wri
 
 # Interrupts: after the boot component's write (exchange 3 of l840-firmware.json's update), and
 # twice in a row (the second stops the step under way).
-foreach(case "3;1;the camera acknowledged 1024 bytes at 0x10000\\. Run the same command again"
-              "3;2;the camera acknowledged no complete write; the write of 1024 bytes at 0x10000 was cut short")
+foreach(case "3;1;the camera acknowledged 1024 bytes at 0x10000\n.*Next: run the same command again to finish"
+              "3;2;the camera acknowledged no complete write; the write of 1024 bytes at 0x10000 was cut short\n.*Next: run the same command again to finish")
   list(GET case 0 at)
   list(GET case 1 signals)
   list(GET case 2 expect)
@@ -111,3 +111,8 @@ foreach(case "3;1;the camera acknowledged 1024 bytes at 0x10000\\. Run the same 
   set_tests_properties(tool_interrupt_${at}_${signals} PROPERTIES LABELS tool
     DEPENDS vxfw_device_pack_firmware)
 endforeach()
+
+# A camera that comes back in its bootloader is named so, and what brings it back is said.
+vx_tool_test(NAME tool_bootloader_note CODE 4 ARGS customer-data write
+  ${VX_DEVICE_DATA}/customer-data.txt --sim l840-boot
+  OUTPUT "Note: the camera runs its bootloader: its firmware is missing or incomplete.*vxfw update FILE")

@@ -28,6 +28,7 @@
 #include "vxfw/Numbers.h"
 #include "vxfw/Output.h"
 #include "vxfw/Plugin.h"
+#include "vxfw/Recovery.h"
 #include "vxsensor/vx_extension.h"
 #include "vxsim/LinkModel.h"
 
@@ -122,7 +123,7 @@ void catchSignals() {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaction(signal, &action, nullptr);
 }
 
-// What an interrupted run leaves, in the protocol's terms, and what to do next.
+// What an interrupted run leaves, in the protocol's terms (what to do next is Recovery's).
 std::string interruptedMessage() {
     std::string held;
     for (const seam::CompletedWrite& w : seam::completedWrites()) {
@@ -139,7 +140,7 @@ std::string interruptedMessage() {
                       open->size, open->flash ? "" : "raw-data ", open->where);
         message += text;
     }
-    return message + ". Run the same command again to finish";
+    return message;
 }
 
 // ---- One run on one camera ----------------------------------------------------------------------
@@ -173,7 +174,8 @@ public:
         f.skippedPauseSeconds = static_cast<double>(g_skippedMs) / 1000.0;
         f.modelled = modelled_;
         f.cameraReport = camera_.report();
-        return out.finish(exit, result, state, message, f);
+        return out.finish(exit, result, state, message, f,
+                          nextStep(exit, seam::cameraStoppedAnswering()));
     }
     ExitCode finish(const StateMeaning& meaning, const std::string& message) {
         if (seam::stoppedByInterrupt()) return interrupted();
@@ -637,6 +639,9 @@ int onDevice(const DeviceArgs& args, uint64_t totalBytes, const Operation& opera
         Run run(args, *choice.plugin, camera, totalBytes);
         run.out.event({{"type", "camera"}, {"description", camera.describe()}},
                       "Camera: " + camera.describe());
+        if (const std::string note = bootloaderNote(camera.handle()); !note.empty()) {
+            run.out.event({{"type", "note"}, {"text", note}}, "Note: " + note + ".");
+        }
         const ExitCode code = operation(run, camera.handle());
         camera.close();
         return code;

@@ -30,6 +30,7 @@ std::atomic<int> g_interrupts{0};
 bool g_stoppedByInterrupt = false;
 std::vector<CompletedWrite> g_completed;
 std::optional<CompletedWrite> g_open;
+bool g_unanswered = false;
 
 vx_error* ownError(const char* message, const char* function) {
     return new vx_error{message != nullptr ? message : "", function != nullptr ? function : ""};
@@ -150,6 +151,10 @@ std::optional<CompletedWrite> unfinishedWrite() {
     return g_open;
 }
 
+bool cameraStoppedAnswering() {
+    return g_unanswered;
+}
+
 }  // namespace vxfw::seam
 
 using vxfw::seam::g_host;
@@ -197,6 +202,7 @@ void vx_device_send_and_receive_data(vx_device_t* device, const uint8_t* send_da
     const bool failed = error != nullptr && *error != nullptr;
     const uint32_t received = failed || receive_data_size == nullptr ? 0 : *receive_data_size;
     const bool well = !failed && receive_data != nullptr && answeredWell(receive_data, received);
+    g_unanswered = failed;
     ++g_totals.exchanges;
     g_totals.failed += well ? 0 : 1;
     g_totals.bytesSent += send_data_size;

@@ -60,4 +60,7 @@ const std::vector<CompletedWrite>& completedWrites();
 // A write started and not finished when the run ended.
 std::optional<CompletedWrite> unfinishedWrite();
 
+// Whether the last exchange sent got no answer at all: a camera gone, or going.
+bool cameraStoppedAnswering();
+
 }  // namespace vxfw::seam

@@ -43,7 +43,7 @@ void Output::progress(int state, const char* name, const std::string& message, i
 }
 
 ExitCode Output::finish(ExitCode exit, const std::string& result, std::optional<int> state,
-                        const std::string& message, const RunFigures& f) {
+                        const std::string& message, const RunFigures& f, const std::string& next) {
     Json modelled = Json::object();
     if (f.modelled) {
         for (const vxsim::LinkModel& link :
@@ -63,7 +63,8 @@ ExitCode Output::finish(ExitCode exit, const std::string& result, std::optional<
                        {"bytesReceived", f.bytesReceived},
                        {"seconds", f.seconds},
                        {"modelledSeconds", modelled},
-                       {"skippedPauseSeconds", f.skippedPauseSeconds}});
+                       {"skippedPauseSeconds", f.skippedPauseSeconds},
+                       {"next", next.empty() ? Json(nullptr) : Json(next)}});
         return exit;
     }
     progress_.end();
@@ -93,6 +94,7 @@ ExitCode Output::finish(ExitCode exit, const std::string& result, std::optional<
                      formatDuration(f.skippedPauseSeconds).c_str());
     }
     std::fprintf(stream_, "\n");
+    if (!next.empty()) std::fprintf(stream_, "Next: %s.\n", next.c_str());
     std::fflush(stream_);
     return exit;
 }

@@ -8,7 +8,8 @@
 //   {"type": "plan", "writes": [{"what": "main", "flash": true, "where": 1048576, ...}], ...}
 //   {"type": "result", "result": "done", "state": 3, "message": "...", "exit": 0,
 //    "exchanges": 4924, "failedExchanges": 0, "bytesSent": ..., "bytesReceived": ...,
-//    "seconds": 0.0137, "modelledSeconds": {"USB2.0": 1.3, ...}, "skippedPauseSeconds": 0}
+//    "seconds": 0.0137, "modelledSeconds": {"USB2.0": 1.3, ...}, "skippedPauseSeconds": 0,
+//    "next": "run the same command again" (or null)}
 #pragma once
 
 #include <cstdint>
@@ -51,9 +52,10 @@ public:
     int lastState() const { return progress_.state(); }
     const std::string& lastMessage() const { return progress_.message(); }
 
-    // The final report; returns `exit`. `state` is the library's, where there is one.
+    // The final report; returns `exit`. `state` is the library's, where there is one; `next`
+    // what to do now, if anything (for people, the last line).
     ExitCode finish(ExitCode exit, const std::string& result, std::optional<int> state,
-                    const std::string& message, const RunFigures& figures);
+                    const std::string& message, const RunFigures& figures, const std::string& next);
 
 private:
     bool json_;
