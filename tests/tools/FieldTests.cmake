@@ -112,6 +112,19 @@ foreach(case "3;1;the camera acknowledged 1024 bytes at 0x10000\n.*Next: run the
     DEPENDS vxfw_device_pack_firmware)
 endforeach()
 
+# Power cuts at every exchange of each family's update, the preset upload and the customer-data
+# write, each followed by what vxfw says to do. Under qemu and the sanitizers a fixed-seed sample
+# of a few cuts per operation keeps the time down.
+vx_tool_test(NAME tool_pack_power_l5s ARGS pack ${VX_DEVICE_DATA}/l5s-firmware.json -o power-l5s.fw)
+set(vx_power_sample 0)
+if(CMAKE_CROSSCOMPILING_EMULATOR OR VXSENSOR_SANITIZE)
+  set(vx_power_sample 5)
+endif()
+add_test(NAME tool_PowerCut_campaign COMMAND ${CMAKE_COMMAND} -DTOOL=$<TARGET_FILE:vxfw>
+  "-DEMULATOR=${vx_emulator}" -DWORK_DIR=${VX_TOOL_WORK} -DDATA=${VX_DEVICE_DATA}
+  -DSAMPLE=${vx_power_sample} -P ${CMAKE_CURRENT_SOURCE_DIR}/tools/PowerCut.cmake)
+set_tests_properties(tool_PowerCut_campaign PROPERTIES LABELS tool TIMEOUT 1200 DEPENDS
+  "vxfw_device_pack_firmware;vxfw_device_pack_presets;tool_pack_l5pro;tool_pack_miromax-package;tool_pack_power_l5s")
 # A camera that comes back in its bootloader is named so, and what brings it back is said.
 vx_tool_test(NAME tool_bootloader_note CODE 4 ARGS customer-data write
   ${VX_DEVICE_DATA}/customer-data.txt --sim l840-boot
