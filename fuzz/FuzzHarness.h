@@ -42,6 +42,12 @@ namespace vxfuzz {
     std::abort();
 }
 
+// The emulated camera a state-file input is opened as: its first byte picks the model.
+inline std::string stateFileSelector(uint8_t model, const std::string& path) {
+    static const char* const kModels[] = {"l840", "l5pro", "openni"};
+    return std::string(kModels[model % 3]) + ",flash=8M,state=" + path;
+}
+
 // Past the end every read gives zeros, so any input is a complete one.
 class Input {
 public:

@@ -13,10 +13,12 @@
 #include <string>
 #include <vector>
 
+#include "FuzzHarness.h"
 #include "firmware/L5FirmwareParser.h"
 #include "firmware/L840FirmwareParser.h"
 #include "firmware/MiroMaxFirmwareParser.h"
 #include "presets/L840OptionalDepthPresetsParser.h"
+#include "vxsim/plugin.h"
 
 using namespace libvxsensor;
 
@@ -101,6 +103,30 @@ void parserSeeds(const fs::path& seeds) {
         .add(pattern(64, "VXPRESET"));
 }
 
+// State files as the emulator writes them (after a finished flash write, after one the power
+// cut short, of a camera made in its bootloader), behind the byte that picks the model.
+void stateSeeds(const fs::path& dir) {
+    Corpus corpus(dir);
+    const fs::path file = dir.parent_path() / "state-seed";  // the stamp rule removes it
+    for (const auto& [model, options] :
+         {std::pair<uint8_t, const char*>{0, ""}, {0, ",cut=1"}, {1, ""}, {2, ",boot,cut=3"}}) {
+        fs::remove(file);
+        const std::string selector = vxfuzz::stateFileSelector(model, file.string()) + options;
+        char error[512] = "";
+        const vx_device_plugin* plugin = vxsim_device_plugin();
+        vx_device_t* camera = plugin->open(selector.c_str(), error, sizeof error);
+        if (camera == nullptr) throw std::runtime_error(error);
+        vx_device_write_flash(
+            camera, 0x100000, pattern(4096).data(), 4096, [](VXDataTranState, uint8_t, void*) {},
+            false, nullptr);
+        if (plugin->close(camera, error, sizeof error) != 0) throw std::runtime_error(error);
+        std::ifstream in(file, std::ios::binary);
+        Bytes seed{model};
+        seed.insert(seed.end(), std::istreambuf_iterator<char>(in), {});
+        corpus.add(seed);
+    }
+}
+
 // Each prefix starts with: variant, host failure (0: none), calls to let through before it.
 void flowPrefixes(const fs::path& prefixes) {
     Corpus execute(prefixes / "protocol_execute");
@@ -152,6 +178,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     parserSeeds(argv[1]);
+    stateSeeds(fs::path(argv[1]) / "state_file");
     flowPrefixes(argv[2]);
     return 0;
 }
