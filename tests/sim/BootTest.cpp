@@ -7,17 +7,15 @@
 #include <string>
 #include <vector>
 
-#include "common/Sleep.h"
 #include "support/SimTest.h"
 #include "vxsensor/vx_extension.h"
 #include "vxsim/Boot.h"
+#include "vxsim/Clock.h"
 #include "vxsim/Install.h"
 
 namespace {
 
 using vxsim::StateRecord;
-
-void noSleep(uint32_t) {}
 
 // Writes 4 KiB at `at` through the library; the last state it reported.
 int writeFlash(vxsim::EmulatedCamera& cam, uint32_t at) {
@@ -29,17 +27,7 @@ int writeFlash(vxsim::EmulatedCamera& cam, uint32_t at) {
     return last;
 }
 
-class BootTest : public SimTest {
-protected:
-    void SetUp() override {
-        SimTest::SetUp();
-        libvxsensor::setSleepHook(noSleep);
-    }
-    void TearDown() override {
-        libvxsensor::setSleepHook(nullptr);
-        SimTest::TearDown();
-    }
-};
+using BootTest = SimTest;
 
 TEST_F(BootTest, ACameraBootsItsFirmwareOnlyWhenEveryWriteThereWasFinishedAndIsIntact) {
     struct Case {
@@ -94,6 +82,7 @@ TEST_F(BootTest, AnInstallThatLosesItsPowerLeavesThePreviousImageAndSaysSoAtTheN
     std::vector<uint8_t> image{'O', 'T', 'R', 'A'};
     image.resize(3000, 0x42);
     // START, WRITE, FINISH, then status reads: started, 50 %, done.
+    vxsim::setVirtualTime(true);
     for (const uint64_t cut : {3u, 5u, 6u}) {
         SCOPED_TRACE(cut);
         auto cam = vxsim::makeCamera("l5pro");

@@ -51,7 +51,7 @@ void addDeviceOptions(CLI::App* command, DeviceArgs& args) {
     command->add_option("--sim", args.choice.sim,
                         "Work on an emulated camera: MODEL[,option=value...] (vxfw sim list; "
                         "options conn, fw, boot, flash, isp, saveinfo, fault, disappear, "
-                        "install, state)");
+                        "install, state, cut, reboot)");
     command->add_option("--device-plugin", args.choice.plugin,
                         "The device plugin (a shared object) that opens real cameras; default "
                         "$VXFW_DEVICE_PLUGIN or device-plugin in /etc/vxfw.conf");
