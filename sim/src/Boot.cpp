@@ -80,7 +80,8 @@ Reply BootRecords::exchange(const std::vector<uint8_t>& bytes, uint32_t capacity
                 reply.bytes.size() < wire::kResponseHeaderSize + 2) {
                 break;
             }
-            const auto status = static_cast<int16_t>(wire::le16(&reply.bytes[10]));
+            const auto status =
+                static_cast<int16_t>(wire::le16(&reply.bytes[wire::kResponseHeaderSize]));
             if (status == kInstallDoneStatus && state_.installing->objectId == kFirmwareImageId) {
                 state_.installed = state_.installing->image;
             }
