@@ -17,6 +17,8 @@ std::string nextStep(ExitCode exit, bool cameraGone) {
     switch (exit) {
         case kTransferFailed:
             return again;
+        case kDeviceFailure:
+            return again + "; if it fails again, the camera needs attention";
         case kInterrupted:
             return again + " to finish";
         case kStageDone:
