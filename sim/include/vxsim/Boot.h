@@ -35,7 +35,6 @@ struct FlashWriteRecord {
 struct InstalledImage {
     uint32_t size = 0;
     uint32_t crc = 0;
-    bool operator==(const InstalledImage& o) const { return size == o.size && crc == o.crc; }
 };
 
 // A finished transfer the camera is installing: firmware (raw-data object kFirmwareImageId)
