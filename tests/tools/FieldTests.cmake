@@ -58,8 +58,13 @@ vx_tool_test(NAME tool_update_older CODE 3 ARGS update device-versioned.fw --sim
   DEPENDS tool_pack_versioned)
 vx_tool_test(NAME tool_update_older_allowed ARGS update device-versioned.fw --sim l840,fw=1.9.0 --allow-older
   OUTPUT "Result: done \\(3\\)" DEPENDS tool_pack_versioned)
-vx_tool_test(NAME tool_update_same CODE 3 ARGS update device-versioned.fw --sim l840,fw=1.8.2
+vx_tool_test(NAME tool_update_same CODE 3 ARGS update device-versioned.fw --sim l840,fw=1.8.2,isp=2.1.0
   OUTPUT "the camera already runs firmware 1.8.2; nothing was written \\(--force" DEPENDS tool_pack_versioned)
+# The second run after a bootloader update: the camera runs the file's main version, not its ISP
+# part, so this is no reinstall.
+vx_tool_test(NAME tool_update_same_isp_missing ARGS update device-versioned.fw --sim l840,fw=1.8.2,isp=2.0.0
+  OUTPUT "Firmware: camera 1.8.2, file 1.8.2.*isp firmware data transferring.*Result: done \\(3\\)"
+  DEPENDS tool_pack_versioned)
 vx_tool_test(NAME tool_update_same_forced ARGS update device-versioned.fw --sim l840,fw=1.8.2 --force
   OUTPUT "Result: done \\(3\\)" DEPENDS tool_pack_versioned)
 vx_tool_test(NAME tool_pack_versioned ARGS pack ${VX_DEVICE_DATA}/l840-versioned.json -o device-versioned.fw)

@@ -2,6 +2,7 @@
 // that a device plugin opens. Every operation goes through the library's exported C functions,
 // as an application's would; a dry run asks the library's own checks instead.
 #include <signal.h>
+#include <algorithm>
 
 #include <chrono>
 #include <cinttypes>
@@ -309,9 +310,16 @@ std::optional<ExitCode> checkVersions(Run& run, vx_device_t* device, const Bytes
     // Versions compare only for a file the camera takes: any other is the library's to refuse,
     // for its own reason. Its checks only read, and the dry-run gate makes sure of that.
     seam::setDryRun(true);
-    const bool taken = libvxsensor::judgeFirmware(camera, file).accepted;
+    const libvxsensor::Verdict verdict = libvxsensor::judgeFirmware(camera, file);
     seam::setDryRun(false);
-    if (!taken) return std::nullopt;
+    if (!verdict.accepted) return std::nullopt;
+    // The library writes an ISP component only where the camera runs another ISP version: then
+    // the camera does not hold the whole image, whatever its main version says. That is the
+    // second run of an update begun in the bootloader, which left the ISP part for it.
+    const bool ispMissing = std::any_of(
+        verdict.writes.begin(), verdict.writes.end(), [](const libvxsensor::PlannedWrite& w) {
+            return w.flash && libvxsensor::l840container::isIspAddress(w.where);
+        });
     const std::string cameraVersion = camera.firmwareVersion();
     run.out.event({{"type", "firmware"}, {"camera", cameraVersion}, {"file", fileVersion}},
                   "Firmware: camera " + cameraVersion + ", file " + fileVersion);
@@ -323,7 +331,7 @@ std::optional<ExitCode> checkVersions(Run& run, vx_device_t* device, const Bytes
                           "the file's firmware " + fileVersion + " is older than the camera's " +
                               cameraVersion + "; nothing was written (--allow-older installs it)");
     }
-    if (bring == have && !options.force) {
+    if (bring == have && !options.force && !ispMissing) {
         return run.finish(kRefusedFile, "refused", std::nullopt,
                           "the camera already runs firmware " + cameraVersion +
                               "; nothing was written (--force installs it again)");
