@@ -47,8 +47,27 @@ struct Command {
     bool json = false;
 };
 
-// The recorded command line, each file written into the scratch directory.
-Command prepare(const vxtrace::Trace& trace, const fs::path& dir) {
+// A file the trace names but does not carry: as the recorded command named it, or beside the
+// trace; it must be the very file.
+std::string findFile(const vxtrace::EmbeddedFile& file, const std::string& tracePath) {
+    const std::string beside =
+        (fs::path(tracePath).parent_path() / fs::path(file.name).filename()).string();
+    for (const std::string& candidate : {file.name, beside}) {
+        Bytes bytes;
+        std::string error;
+        if (readWholeFile(candidate, bytes, error) && bytes.size() == file.size &&
+            vxtrace::fileChecksum(bytes) == file.checksum) {
+            return candidate;
+        }
+    }
+    throw UsageError("the trace does not carry " + file.name + " (" + std::to_string(file.size) +
+                     " bytes, checksum " + file.checksum +
+                     "): put that file where the command found it, or beside the trace");
+}
+
+// The recorded command line, each file it read written into the scratch directory (or found
+// again, when the trace does not carry it).
+Command prepare(const vxtrace::Trace& trace, const std::string& tracePath, const fs::path& dir) {
     Command c;
     for (const auto& arg : trace.header.command) {
         if (arg.is_string()) {
@@ -62,17 +81,20 @@ Command prepare(const vxtrace::Trace& trace, const fs::path& dir) {
             throw UsageError("the trace's command line holds an argument vxfw cannot take: " +
                              arg.dump());
         }
-        const std::string recorded =
-            input ? trace.files[arg["file"].get<size_t>()].name : arg["output"].get<std::string>();
-        const fs::path path = dir / ((input ? "in-" : "out-") + std::to_string(c.args.size()) +
-                                     "-" + fs::path(recorded).filename().string());
+        const vxtrace::EmbeddedFile* file =
+            input ? &trace.files[arg["file"].get<size_t>()] : nullptr;
+        const std::string recorded = input ? file->name : arg["output"].get<std::string>();
+        std::string path = (dir / ((input ? "in-" : "out-") + std::to_string(c.args.size()) + "-" +
+                                   fs::path(recorded).filename().string()))
+                               .string();
         std::string error;
-        if (input &&
-            !writeWholeFile(path.string(), trace.files[arg["file"].get<size_t>()].bytes, error)) {
-            throw UsageError("cannot write " + path.string() + ": " + error);
+        if (input && !file->carried) {
+            path = findFile(*file, tracePath);
+        } else if (input && !writeWholeFile(path, file->bytes, error)) {
+            throw UsageError("cannot write " + path + ": " + error);
         }
-        c.args.push_back(path.string());
-        c.renamed.emplace_back(path.string(), recorded);
+        c.args.push_back(path);
+        c.renamed.emplace_back(path, recorded);
     }
     if (c.args.empty()) throw UsageError("the trace's command line is empty");
     return c;
@@ -191,7 +213,7 @@ int replay(const std::string& path) {
     }
     try {
         const ScratchDir dir;
-        const Command command = prepare(trace, dir.path());
+        const Command command = prepare(trace, path, dir.path());
         replayFrom(path);
         const int exitCode = runCommand(command.args);
         const int verdict = judge(trace, command, exitCode);

@@ -78,7 +78,8 @@ nlohmann::ordered_json recordedCommand(const CLI::App& app, const std::vector<st
             const auto known = std::find(paths.begin(), paths.end(), arg);
             if (known == paths.end()) {
                 paths.push_back(arg);
-                files.push_back({arg, std::move(bytes)});
+                const bool carried = bytes.size() <= vxtrace::kCarriedFileLimit;
+                files.push_back({arg, std::move(bytes), carried, 0, {}});
             }
             command.push_back(
                 {{"file", std::find(paths.begin(), paths.end(), arg) - paths.begin()}});

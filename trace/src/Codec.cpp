@@ -210,11 +210,12 @@ Json headerToJson(const Header& h, const std::vector<EmbeddedFile>& files) {
     }
     Json slots = Json::array();
     for (const EmbeddedFile& f : files) {
-        slots.push_back(
-            {{"name", f.name},
-             {"size", f.bytes.size()},
-             {"checksum", hashText(hash(kHashStart, reinterpret_cast<const char*>(f.bytes.data()),
-                                        f.bytes.size()))}});
+        // A file not carried that was read from a trace is known by what its header said.
+        const bool read = !f.carried && f.bytes.empty();
+        slots.push_back({{"name", f.name},
+                         {"size", read ? f.size : f.bytes.size()},
+                         {"checksum", read ? f.checksum : fileChecksum(f.bytes)},
+                         {"carried", f.carried}});
     }
     return {{"format", "vxsensor-trace"},
             {"version", h.version},
@@ -286,8 +287,10 @@ Header headerFromJson(const Json& line, std::vector<FileSlot>& files, std::strin
     if (!slots.is_array()) fail(where, "\"files\" is not a list");
     for (const Json& slot : slots) {
         if (!slot.is_object()) fail(where, "a file is not an object");
+        const Json& carried = field(slot, "carried", where);
+        if (!carried.is_boolean()) fail(where, "a file's \"carried\" is not true or false");
         files.push_back({text(slot, "name", where), number(slot, "size", UINT32_MAX, where),
-                         text(slot, "checksum", where)});
+                         text(slot, "checksum", where), carried.get<bool>()});
     }
     h.entries = number(line, "entries", UINT32_MAX, where);
     checksum = text(line, "checksum", where);
@@ -297,6 +300,11 @@ Header headerFromJson(const Json& line, std::vector<FileSlot>& files, std::strin
 }  // namespace vxtrace::codec
 
 namespace vxtrace {
+
+std::string fileChecksum(const std::vector<uint8_t>& bytes) {
+    return codec::hashText(
+        codec::hash(codec::kHashStart, reinterpret_cast<const char*>(bytes.data()), bytes.size()));
+}
 
 const char* callName(Call call) {
     for (const auto& c : codec::kCalls)

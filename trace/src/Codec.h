@@ -32,6 +32,7 @@ struct FileSlot {
     std::string name;
     uint64_t size = 0;
     std::string checksum;
+    bool carried = true;
 };
 Header headerFromJson(const Json& line, std::vector<FileSlot>& files, std::string& checksum);
 

@@ -66,6 +66,7 @@ private:
 std::vector<uint8_t> readFileLines(Lines& lines, uint32_t index, const codec::FileSlot& slot,
                                    const std::string& name) {
     std::vector<uint8_t> bytes;
+    if (!slot.carried) return bytes;
     while (bytes.size() < slot.size) {
         if (lines.done()) throw TraceError(name + " is cut short inside file " + slot.name);
         const Json line = lines.next();
@@ -82,9 +83,7 @@ std::vector<uint8_t> readFileLines(Lines& lines, uint32_t index, const codec::Fi
         }
         bytes.insert(bytes.end(), piece.begin(), piece.end());
     }
-    const uint64_t hash =
-        codec::hash(codec::kHashStart, reinterpret_cast<const char*>(bytes.data()), bytes.size());
-    if (codec::hashText(hash) != slot.checksum) {
+    if (fileChecksum(bytes) != slot.checksum) {
         throw TraceError(name + " is damaged: file " + slot.name + " does not match its checksum");
     }
     return bytes;
@@ -115,7 +114,8 @@ Trace parseTrace(const uint8_t* data, size_t size, const std::string& name) {
         throw TraceError(name + ": " + e.what());
     }
     for (uint32_t i = 0; i < slots.size(); ++i) {
-        trace.files.push_back({slots[i].name, readFileLines(lines, i, slots[i], name)});
+        trace.files.push_back({slots[i].name, readFileLines(lines, i, slots[i], name),
+                               slots[i].carried, slots[i].size, slots[i].checksum});
     }
     uint64_t hash = codec::kHashStart;
     while (!lines.done()) {
@@ -208,6 +208,7 @@ void TraceWriter::finish(Header header, const std::vector<EmbeddedFile>& files) 
     try {
         writeAll(out, dumpLine(line), next);
         for (size_t i = 0; i < files.size(); ++i) {
+            if (!files[i].carried) continue;
             const std::vector<uint8_t>& bytes = files[i].bytes;
             for (size_t at = 0; at < bytes.size(); at += kFileChunk) {
                 const size_t n = std::min(kFileChunk, bytes.size() - at);

@@ -81,11 +81,19 @@ struct Outcome {
     std::vector<Callback> callbacks;
 };
 
-// A file the recorded command read, carried in the trace so that a replay needs nothing else.
+// A file the recorded command read. A small one is carried in the trace, so that a replay needs
+// nothing else; a large one (an image of megabytes) only by its size and checksum, and the
+// replay is handed it again.
 struct EmbeddedFile {
     std::string name;
-    std::vector<uint8_t> bytes;
+    std::vector<uint8_t> bytes;  // empty when not carried
+    bool carried = true;
+    uint64_t size = 0;     // set by the reader
+    std::string checksum;  // set by the reader
 };
+inline constexpr uint64_t kCarriedFileLimit = 1u << 20;
+// The checksum the header gives a file.
+std::string fileChecksum(const std::vector<uint8_t>& bytes);
 
 struct Header {
     int version = kFormatVersion;
