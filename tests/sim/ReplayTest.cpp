@@ -93,6 +93,8 @@ TEST(Replay, SpoiltTracesAreRefused) {
          "is damaged: its entries do not match the header's checksum"},
         {"not-json", whole.substr(0, second) + "{\"call\"\n" + whole.substr(second),
          "line 2 is not JSON"},
+        {"deep", whole.substr(0, second) + std::string(50, '[') + "\n" + whole.substr(second),
+         "line 2 nests deeper than a trace"},
         {"bad-base64", replaced("R00CABMAAgAcBAAA", "R00CABMAAgAcBA=A"),
          "line 13: \"request\" is not base64"},
     };

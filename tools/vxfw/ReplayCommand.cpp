@@ -78,8 +78,9 @@ Command prepare(const vxtrace::Trace& trace, const std::string& tracePath, const
         const bool input = arg.contains("file") && arg["file"].is_number_unsigned() &&
                            arg["file"].get<size_t>() < trace.files.size();
         if (!input && !(arg.contains("output") && arg["output"].is_string())) {
-            throw UsageError("the trace's command line holds an argument vxfw cannot take: " +
-                             arg.dump());
+            throw UsageError(
+                "the trace's command line holds an argument that is neither a "
+                "text nor one of its files");
         }
         const vxtrace::EmbeddedFile* file =
             input ? &trace.files[arg["file"].get<size_t>()] : nullptr;

@@ -151,7 +151,7 @@ VXRECORD_EXPORT void vx_set_device_info_data(uint16_t group_type, const uint8_t*
                                              uint32_t data_size, vx_error** error) {
     using SetGroups = void (*)(uint16_t, const uint8_t*, uint32_t, vx_error**);
     static SetGroups next = nullptr;
-    bind(next, "vx_set_device_info_data");
+    if (next == nullptr) bind(next, "vx_set_device_info_data");
     if (vxtrace::Recorder* recorder = session().recorder()) {
         recorder->deviceGroup(group_type, data, data_size);
     }

@@ -24,6 +24,29 @@ std::string dumpLine(const Json& line) {
     return line.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
+// No line of a trace nests deeper than three; a hostile one that nests thousands deep would
+// only exhaust the stack of whatever copies or prints it.
+constexpr int kMaxNesting = 8;
+
+bool nestsTooDeep(const char* text, size_t size) {
+    int depth = 0;
+    bool inString = false;
+    for (size_t i = 0; i < size; ++i) {
+        const char c = text[i];
+        if (inString) {
+            if (c == '\\') ++i;
+            inString = c != '"';
+        } else if (c == '"') {
+            inString = true;
+        } else if (c == '[' || c == '{') {
+            if (++depth > kMaxNesting) return true;
+        } else if (c == ']' || c == '}') {
+            --depth;
+        }
+    }
+    return false;
+}
+
 // The lines of a trace, each checked to be whole.
 class Lines {
 public:
@@ -45,6 +68,7 @@ public:
         raw = data_ + at_;
         rawSize = static_cast<size_t>(static_cast<const char*>(end) - raw) + 1;
         at_ += rawSize;
+        if (nestsTooDeep(raw, rawSize)) throw TraceError(where() + " nests deeper than a trace");
         Json line = Json::parse(raw, raw + rawSize - 1, nullptr, false);
         if (line.is_discarded()) throw TraceError(where() + " is not JSON: the trace is damaged");
         return line;
