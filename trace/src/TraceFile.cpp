@@ -172,7 +172,7 @@ Trace readTrace(const std::string& path) {
     }
     std::vector<uint8_t> bytes(static_cast<size_t>(size));
     file.seekg(0);
-    if (!file.read(reinterpret_cast<char*>(bytes.data()), size)) {
+    if (!file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(size))) {
         throw TraceError("cannot read trace " + path);
     }
     return parseTrace(bytes.data(), bytes.size(), path);
