@@ -92,7 +92,7 @@ nlohmann::ordered_json recordedCommand(const CLI::App& app, const std::vector<st
 
 int writeTrace(const CLI::App& app, const std::vector<std::string>& args, int exitCode) {
     State& s = state();
-    if (!s.recorder) {
+    if (!s.recorder || s.source.empty()) {
         std::fprintf(stderr, "vxfw: --record: the command opened no camera; no trace written\n");
         return exitCode;
     }
