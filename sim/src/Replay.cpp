@@ -195,7 +195,7 @@ std::string ReplayEngine::report() const {
         return "Replay: the run ended after entry " + std::to_string(next_) + " of " + total +
                "; next recorded: " + describe(trace_.entries[next_]);
     }
-    const uint64_t index = divergence_->index;
+    const size_t index = divergence_->index;
     const Entry& seen = divergence_->seen;
     std::string out =
         "Replay: diverged at entry " + std::to_string(index + 1) + " of " + total + "\n";

@@ -37,7 +37,7 @@ private:
     bool same(const vxtrace::Entry& expected, const vxtrace::Entry& seen);
 
     struct Divergence {
-        uint64_t index = 0;  // of the expected entry, from 0
+        size_t index = 0;  // of the expected entry, from 0
         vxtrace::Entry seen;
     };
 
