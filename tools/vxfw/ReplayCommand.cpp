@@ -163,17 +163,15 @@ std::vector<std::string> differences(
 }
 
 int judge(const vxtrace::Trace& trace, const Command& command, int exitCode) {
-    RunSeen seen = lastRun();
+    const RunSeen seen = lastRun(exitCode);
     std::vector<std::string> problems;
     if (!seen.matched) {
         problems.push_back("no replay camera was opened");
     } else if (!*seen.matched) {
         problems.push_back(seen.report);
     }
-    Outcome outcome = seen.outcome.value_or(Outcome{exitCode, "no result", std::nullopt, "", {}});
-    outcome.exit = exitCode;
     const Outcome recorded = trace.header.outcome.value_or(Outcome{});
-    const std::vector<std::string> more = differences(recorded, outcome, command.renamed);
+    const std::vector<std::string> more = differences(recorded, seen.outcome, command.renamed);
     problems.insert(problems.end(), more.begin(), more.end());
     std::string message;
     if (problems.empty()) {

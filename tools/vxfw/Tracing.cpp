@@ -102,11 +102,7 @@ int writeTrace(const CLI::App& app, const std::vector<std::string>& args, int ex
     header.date = vxtrace::utcNow();
     header.source = s.source;
     header.virtualTime = s.virtualTime;
-    // A command that ended before its result (a usage error) still has an exit status.
-    Outcome outcome = s.outcome.value_or(Outcome{exitCode, "no result", std::nullopt, "", {}});
-    outcome.exit = exitCode;
-    outcome.callbacks = s.callbacks;
-    header.outcome = outcome;
+    header.outcome = lastRun(exitCode).outcome;
     std::vector<vxtrace::EmbeddedFile> files;
     header.command = recordedCommand(app, args, files);
     try {
@@ -210,10 +206,13 @@ void result(int exit, const std::string& result, std::optional<int> state,
     tracing::state().json = json;
 }
 
-RunSeen lastRun() {
+RunSeen lastRun(int exitCode) {
     const State& s = state();
-    RunSeen seen{s.outcome, s.replayMatched, s.replayReport};
-    if (seen.outcome) seen.outcome->callbacks = s.callbacks;
+    // A command that ended before its result (a usage error) still has an exit status.
+    RunSeen seen{s.outcome.value_or(Outcome{exitCode, "no result", std::nullopt, "", {}}),
+                 s.replayMatched, s.replayReport};
+    seen.outcome.exit = exitCode;
+    seen.outcome.callbacks = s.callbacks;
     return seen;
 }
 

@@ -41,14 +41,14 @@ void result(int exit, const std::string& result, std::optional<int> state,
 // with. `args` are vxfw's arguments without the program name.
 int finish(const CLI::App& app, const std::vector<std::string>& args, int exitCode);
 
-// What the last command said (its callbacks as runs of one state and message) and whether its
-// replay matched, for `vxfw replay`.
+// What the last command said, ending with `exitCode` (its callbacks as runs of one state and
+// message), and whether its replay matched, for `vxfw replay`.
 struct RunSeen {
-    std::optional<vxtrace::Outcome> outcome;
+    vxtrace::Outcome outcome;
     std::optional<bool> matched;
     std::string report;
 };
-RunSeen lastRun();
+RunSeen lastRun(int exitCode);
 
 // vxfw replay TRACE
 void registerReplayCommand(CLI::App& app, int& exitCode);
