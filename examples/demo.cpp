@@ -1,6 +1,8 @@
 // Writes a flash region of an emulated L840-series camera through the library's exported C
 // functions, verifies it by reading it back, and shows the progress received and a summary of
-// what went over the wire.
+// what went over the wire. Recorded and replayed, the same run checks a trace end to end:
+//   LD_PRELOAD=.../libvxsensor_record.so VXSENSOR_RECORD=demo.trace vxsensor_demo
+//   vxsensor_demo --replay demo.trace
 #include <cstdio>
 #include <cstring>
 #include <random>
@@ -9,6 +11,7 @@
 
 #include "vxsensor/vx_extension.h"
 #include "vxsim/Models.h"
+#include "vxsim/Replay.h"
 #include "vxsim/Trace.h"
 
 namespace {
@@ -60,8 +63,23 @@ void onRead(VXDataTranState state, VXDataChunk* chunk, void* user) {
 
 }  // namespace
 
+// The run against a recorded camera: the same requests must meet the recorded answers.
+int replay(const char* trace, const std::vector<uint8_t>& image, uint32_t offset) {
+    vxsim::ReplayCamera camera(trace);
+    std::printf("%s\n", camera.describe().c_str());
+    WriteProgress progress;
+    vx_device_write_flash(camera.handle(), offset, image.data(),
+                          static_cast<uint32_t>(image.size()), onWrite, false, &progress);
+    ReadBack back;
+    vx_device_read_flash(camera.handle(), offset, static_cast<uint32_t>(image.size()), onRead,
+                         false, &back);
+    std::printf("%s\n", camera.report().c_str());
+    return camera.matched() && back.data == image ? 0 : 1;
+}
+
 int main(int argc, char** argv) {
-    const std::string model = argc > 1 ? argv[1] : "l840,conn=USB2.0,fw=1.7.16";
+    const bool replaying = argc > 2 && std::string(argv[1]) == "--replay";
+    const std::string model = argc > 1 && !replaying ? argv[1] : "l840,conn=USB2.0,fw=1.7.16";
     const uint32_t offset = 0x200000;
     const uint32_t size = 256 * 1024;
 
@@ -72,6 +90,11 @@ int main(int argc, char** argv) {
                                 &error);
         if (error != nullptr) vx_delete_error(error);
     }
+    std::vector<uint8_t> image(size);
+    std::mt19937 rng(1);
+    for (auto& b : image) b = static_cast<uint8_t>(rng());
+    if (replaying) return replay(argv[2], image, offset);
+
     auto camera = vxsim::makeCamera(model);
     if (auto link = vxsim::linkPreset(camera->device().identity().connectionType)) {
         camera->device().setLinkModel(*link);
@@ -80,10 +103,6 @@ int main(int argc, char** argv) {
                 camera->model().productName.c_str(),
                 camera->device().identity().connectionType.c_str(),
                 camera->device().identity().firmwareVersion.c_str(), vx_get_commit_hash());
-
-    std::vector<uint8_t> image(size);
-    std::mt19937 rng(1);
-    for (auto& b : image) b = static_cast<uint8_t>(rng());
 
     std::printf("\nvx_device_write_flash: %u bytes at 0x%06X, verified by read-back\n", size,
                 offset);

@@ -63,7 +63,8 @@ check_contents() {
             ./usr/lib/$multiarch/cmake/vxsensor_ext/vxsensor_simTargets.cmake"
         [vxfw]="./usr/bin/vxfw ./usr/share/man/man1/vxfw.1.gz
             ./usr/share/bash-completion/completions/vxfw ./usr/bin/vxsensor-camera-artifact
-            ./usr/share/mender/modules/v3/vxsensor-camera"
+            ./usr/share/mender/modules/v3/vxsensor-camera
+            ./usr/lib/vxsensor/libvxsensor_record.so"
     )
     local package path
     for package in "${!expected[@]}"; do

@@ -25,7 +25,7 @@ ctest --test-dir build/native --output-on-failure -j"$jobs"
 
 echo "== Formatting (clang-format, the style in .clang-format)"
 need_checks
-find include src sim tools tests fuzz bench examples \( -name '*.cpp' -o -name '*.h' \) -print0 |
+find include src sim trace tools tests fuzz bench examples \( -name '*.cpp' -o -name '*.h' \) -print0 |
     xargs -0 clang-format --dry-run --Werror
 
 echo "== Sanitizer build (clang, AddressSanitizer + UndefinedBehaviorSanitizer)"

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Runs the project's clang-tidy checks (.clang-tidy) over the library, the emulator and the tool.
+# Runs the project's clang-tidy checks (.clang-tidy) over the library, the emulator, the trace
+# code and the tool.
 # Installs missing Debian packages first.
 #   scripts/tidy.sh            check (non-zero exit on any finding)
 #   scripts/tidy.sh --format   apply .clang-format to every C/C++ file instead
@@ -15,7 +16,7 @@ fi
 CC=clang CXX=clang++ cmake -S . -B build/tidy -DCMAKE_EXPORT_COMPILE_COMMANDS=ON \
       -DVXSENSOR_BUILD_EXAMPLES=OFF -DVXSENSOR_BUILD_TESTS=OFF >/dev/null
 status=0
-run-clang-tidy -p build/tidy -quiet -j "$(nproc)" '/(src|sim|tools)/' > build/tidy/report.txt 2>&1 || status=$?
+run-clang-tidy -p build/tidy -quiet -j "$(nproc)" '/(src|sim|trace|tools)/' > build/tidy/report.txt 2>&1 || status=$?
 grep -E 'warning:|error:' build/tidy/report.txt || true
 echo "clang-tidy: exit status $status (full report in build/tidy/report.txt)"
 exit "$status"

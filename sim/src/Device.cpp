@@ -22,10 +22,10 @@ Device::Device(Identity identity) : identity_(std::move(identity)) {}
 
 Device::~Device() = default;
 
-// Every handle the emulator gives out is a Device, so the downcast is safe for them; a null
-// handle stays null so the host functions can report it.
+// A handle that is no Device (a replay camera's) or null comes back null, so the
+// host functions can report it.
 Device* Device::fromHandle(vx_device_t* device) {
-    return static_cast<Device*>(device);
+    return dynamic_cast<Device*>(device);
 }
 
 // A failed exchange is accounted too: the request went out and the caller waited for it.

@@ -7,13 +7,16 @@
 #include <vector>
 
 #include "HostObjects.h"
+#include "ReplayEngine.h"
 #include "vxsim/Emulator.h"
+#include "vxsim/Replay.h"
 
 using vxsim::Device;
 using vxsim::Exchange;
 using vxsim::Failure;
 using vxsim::Host;
 using vxsim::HostCall;
+using vxtrace::Call;
 
 namespace {
 
@@ -66,7 +69,36 @@ void failExchange(Device* device, Exchange exchange, const std::string& message,
     report(error, message, vxsim::hostCallName(HostCall::SendAndReceive));
 }
 
+// A replay camera answers from its trace, for itself and for its info objects.
+vxsim::ReplayEngine* replayOf(vx_device_t* device) {
+    vxsim::ReplayCamera* camera = vxsim::ReplayCamera::fromHandle(device);
+    return camera != nullptr ? &camera->engine() : nullptr;
+}
+
+vxsim::ReplayEngine* replayOf(const vx_device_info* info) {
+    return info != nullptr ? info->replay : nullptr;
+}
+
 }  // namespace
+
+namespace vxsim::host {
+
+vx_error* newError(const std::string& message, const std::string& function) {
+    return makeError(1, message.c_str(), function.c_str(), "", 0);
+}
+
+vx_device_info* newInfo() {
+    Host::instance().objectCreated(false);
+    return new vx_device_info{};
+}
+
+void deleteInfo(vx_device_info* info) {
+    if (info == nullptr) return;
+    delete info;
+    Host::instance().objectDeleted(false);
+}
+
+}  // namespace vxsim::host
 
 namespace vxsim {
 
@@ -87,48 +119,58 @@ const char* errorArgs(const vx_error* error) {
 extern "C" {
 
 vx_device_info* vx_device_get_device_info(vx_device_t* device, vx_error** error) {
+    if (vxsim::ReplayEngine* replay = replayOf(device)) return replay->deviceInfo(error);
     Device* emulated = admitDevice(device, HostCall::GetDeviceInfo, error);
     if (emulated == nullptr) return nullptr;
     const vxsim::Identity& id = emulated->identity();
-    auto* info = new vx_device_info{id.vid, id.pid, id.connectionType, id.firmwareVersion};
-    Host::instance().objectCreated(false);
+    vx_device_info* info = vxsim::host::newInfo();
+    *info = vx_device_info{id.vid, id.pid, id.connectionType, id.firmwareVersion, nullptr};
     return info;
 }
 
 int vx_device_info_get_vid(const vx_device_info* info, vx_error** error) {
+    if (vxsim::ReplayEngine* replay = replayOf(info)) return replay->number(Call::Vid, error);
     const vx_device_info* checked = admitInfo(info, HostCall::InfoGetVid, error);
     return checked != nullptr ? checked->vid : 0;
 }
 
 int vx_device_info_get_pid(const vx_device_info* info, vx_error** error) {
+    if (vxsim::ReplayEngine* replay = replayOf(info)) return replay->number(Call::Pid, error);
     const vx_device_info* checked = admitInfo(info, HostCall::InfoGetPid, error);
     return checked != nullptr ? checked->pid : 0;
 }
 
 const char* vx_device_info_get_connection_type(const vx_device_info* info, vx_error** error) {
+    if (vxsim::ReplayEngine* replay = replayOf(info)) {
+        return replay->infoText(Call::ConnectionType, const_cast<vx_device_info*>(info), error);
+    }
     const vx_device_info* checked = admitInfo(info, HostCall::InfoGetConnectionType, error);
     return checked != nullptr ? checked->connectionType.c_str() : nullptr;
 }
 
 const char* vx_device_info_get_firmware_version(const vx_device_info* info, vx_error** error) {
+    if (vxsim::ReplayEngine* replay = replayOf(info)) {
+        return replay->infoText(Call::FirmwareVersion, const_cast<vx_device_info*>(info), error);
+    }
     const vx_device_info* checked = admitInfo(info, HostCall::InfoGetFirmwareVersion, error);
     return checked != nullptr ? checked->firmwareVersion.c_str() : nullptr;
 }
 
 void vx_delete_device_info(vx_device_info* info, vx_error** error) {
+    if (vxsim::ReplayEngine* replay = replayOf(info)) return replay->deleteInfo(info, error);
     // An injected failure still frees the object: the caller has no second chance to release
     // it, so a leak here would be the host's, not the caller's. Like delete, null is accepted.
     const bool admitted = admit(HostCall::DeleteDeviceInfo, error);
-    if (info != nullptr) {
-        delete info;
-        Host::instance().objectDeleted(false);
-    }
+    vxsim::host::deleteInfo(info);
     (void)admitted;
 }
 
 void vx_device_send_and_receive_data(vx_device_t* device, const uint8_t* send_data,
                                      uint32_t send_data_size, uint8_t* receive_data,
                                      uint32_t* receive_data_size, vx_error** error) {
+    if (vxsim::ReplayEngine* replay = replayOf(device)) {
+        return replay->send(send_data, send_data_size, receive_data, receive_data_size, error);
+    }
     Exchange exchange;
     if (send_data != nullptr) exchange.request.assign(send_data, send_data + send_data_size);
     // Without a buffer nothing can be received, whatever size the caller claims.
@@ -167,6 +209,9 @@ void vx_device_send_and_receive_data(vx_device_t* device, const uint8_t* send_da
 
 void vx_device_get_structured_data(vx_device_t* device, uint32_t property_id, uint8_t* data,
                                    uint32_t* data_size, vx_error** error) {
+    if (vxsim::ReplayEngine* replay = replayOf(device)) {
+        return replay->structured(property_id, data, data_size, error);
+    }
     Device* emulated = admitDevice(device, HostCall::GetStructuredData, error);
     if (emulated == nullptr) return;
     std::vector<uint8_t> out;
@@ -185,6 +230,8 @@ void vx_device_get_structured_data(vx_device_t* device, uint32_t property_id, ui
 
 const char* vx_device_get_extension_info(vx_device_t* device, const char* info_key,
                                          vx_error** error) {
+    if (vxsim::ReplayEngine* replay = replayOf(device))
+        return replay->extensionInfo(info_key, error);
     Device* emulated = admitDevice(device, HostCall::GetExtensionInfo, error);
     if (emulated == nullptr) return nullptr;
     const std::string key = orEmpty(info_key);

@@ -2,6 +2,8 @@
 // and written byte by byte, so the code holds on any host endianness and alignment.
 #include "vxsim/Wire.h"
 
+#include <cstdio>
+
 namespace vxsim::wire {
 
 const char* opcodeName(uint16_t opcode) {
@@ -95,6 +97,74 @@ std::optional<Request> parseRequest(const std::vector<uint8_t>& bytes) {
     // size matters to it.
     request.payload.assign(bytes.begin() + kRequestHeaderSize, bytes.end());
     return request;
+}
+
+namespace {
+
+// The payload of each request, field by field: a 16- or 32-bit number at an offset, or (size 0)
+// the data from the offset on.
+struct Field {
+    const char* name;
+    uint8_t offset;
+    uint8_t size;
+};
+struct Layout {
+    uint16_t opcode;
+    std::vector<Field> fields;
+};
+
+const std::vector<Layout>& layouts() {
+    static const std::vector<Layout> table = {
+        {GetProperty, {{"property", 0, 4}}},
+        {SetProperty, {{"property", 0, 4}, {"value", 4, 4}}},
+        {GetStructureData, {{"property", 0, 4}}},
+        {SetStructureData, {{"property", 0, 4}, {"data", 4, 0}}},
+        {EraseFlash, {{"offset", 0, 4}, {"size", 4, 4}}},
+        {WriteFlash, {{"offset", 0, 4}, {"data", 4, 0}}},
+        {FinishWriteFlash, {{"crc", 0, 4}}},
+        {GetReadDataSize, {{"property", 0, 4}}},
+        {ReadData, {{"property", 0, 4}, {"offset", 4, 4}, {"size", 8, 4}}},
+        {FinishReadData, {{"property", 0, 4}}},
+        {StartWriteData, {{"property", 0, 4}, {"size", 4, 4}}},
+        {WriteData, {{"property", 0, 4}, {"offset", 4, 4}, {"data", 8, 0}}},
+        {FinishWriteData, {{"property", 0, 4}}},
+        {ReadFlash, {{"offset", 0, 4}, {"words", 4, 2}}},
+        {GetCmdVersion, {{"property", 0, 4}}},
+        {GetStructureDataV1_1, {{"property", 0, 4}}},
+        {SetStructureDataV1_1, {{"property", 0, 4}, {"version", 4, 2}, {"data", 6, 0}}},
+        {StartGetStructureDataList, {{"property", 0, 4}}},
+        {GetStructureDataList, {{"property", 0, 4}, {"offset", 4, 4}, {"size", 8, 4}}},
+        {FinishGetStructureDataList, {{"property", 0, 4}}},
+    };
+    return table;
+}
+
+}  // namespace
+
+std::string describeRequest(const std::vector<uint8_t>& bytes) {
+    const std::optional<Request> request = parseRequest(bytes);
+    if (!request) return "no request (" + std::to_string(bytes.size()) + " bytes, no GM header)";
+    char text[64];
+    std::snprintf(text, sizeof text, "%s(%u) id=%u words=%u", opcodeName(request->opcode),
+                  request->opcode, request->requestId, request->halfWordSize);
+    std::string out = text;
+    for (const Layout& layout : layouts()) {
+        if (layout.opcode != request->opcode) continue;
+        for (const Field& f : layout.fields) {
+            const size_t have = request->payload.size();
+            if (f.size == 0) {
+                const size_t n = have > f.offset ? have - f.offset : 0;
+                std::snprintf(text, sizeof text, " %s=%zu bytes", f.name, n);
+            } else if (have < f.offset + size_t{f.size}) {
+                std::snprintf(text, sizeof text, " %s=missing", f.name);
+            } else {
+                const uint32_t v = f.size == 2 ? request->u16(f.offset) : request->u32(f.offset);
+                std::snprintf(text, sizeof text, v > 9 ? " %s=0x%X" : " %s=%u", f.name, v);
+            }
+            out += text;
+        }
+    }
+    return out;
 }
 
 std::vector<uint8_t> makeResponse(uint16_t opcode, uint16_t requestId, uint16_t status,

@@ -71,6 +71,16 @@ if(VXFW)
   if(NOT run_output MATCHES "Result: done \\(3\\)")
     message(FATAL_ERROR "the update through the plugin did not finish:\n${run_output}")
   endif()
+  # Recorded through the plugin, replayed from the moved prefix without it.
+  run("vxfw --record through the plugin" env -i VXFW_DEVICE_PLUGIN=${plugin} ${prefix}/bin/vxfw
+    --record ${WORK_DIR}/rig.trace update ${WORK_DIR}/rig.fw --device rig0)
+  run("vxfw replay of the plugin's trace" env -i ${prefix}/bin/vxfw replay ${WORK_DIR}/rig.trace)
+  if(NOT run_output MATCHES "\nReplay: match: ")
+    message(FATAL_ERROR "the trace recorded through the plugin did not replay:\n${run_output}")
+  endif()
+  if(NOT EXISTS ${prefix}/lib/vxsensor/libvxsensor_record.so)
+    message(FATAL_ERROR "no preloadable recorder at ${prefix}/lib/vxsensor")
+  endif()
 endif()
 
 # The emulator's README is installed with its headers, and its example builds as shown.

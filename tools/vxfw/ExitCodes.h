@@ -15,6 +15,8 @@ enum ExitCode : int {
     kDeviceFailure = 6,      // the camera reported a failure or timed out
     kStageDone = 7,          // first stage written: reboot the camera and run the command again
     kInterrupted = 8,        // stopped by a signal between transfer steps: run the command again
+    kReplayDiverged = 9,     // a replay (vxfw replay, --replay) found the library's host calls,
+                             // or the run's outcome, other than the trace recorded
 };
 
 }  // namespace vxfw

@@ -1,8 +1,9 @@
 // The host functions the extension binds to, defined by vxfw itself: each call is forwarded to
 // the host table of the device plugin loaded (vxsensor/vx_device_plugin.h). On the way, the seam
 // counts exchanges and bytes (on a real camera as on the emulator), lets only requests that
-// change nothing through in a dry run, stops at the next transfer step after an interrupt, and
-// hands every call to an observer (what records a trace).
+// change nothing through in a dry run, and stops at the next transfer step after an interrupt.
+// With --record the host it forwards to is the trace recorder in front of the plugin's
+// (Tracing.h), so a request the seam refuses never reaches the trace.
 //
 // vxfw links the extension's code statically, so the extension's references to the host
 // functions resolve to these at link time: no symbol interposition, no load order to get right.

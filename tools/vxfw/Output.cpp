@@ -4,6 +4,7 @@
 
 #include <cstdio>
 
+#include "vxfw/Tracing.h"
 #include "vxsim/LinkModel.h"
 
 namespace vxfw {
@@ -29,6 +30,7 @@ void Output::event(const Json& object, const std::string& text) {
 
 void Output::progress(int state, const char* name, const std::string& message, int percent,
                       bool transfer) {
+    tracing::progress(state, message, percent);
     if (!json_) {
         progress_.report(state, name, message, percent, transfer);
         return;
@@ -44,6 +46,7 @@ void Output::progress(int state, const char* name, const std::string& message, i
 
 ExitCode Output::finish(ExitCode exit, const std::string& result, std::optional<int> state,
                         const std::string& message, const RunFigures& f, const std::string& next) {
+    tracing::result(exit, result, state, message, json_);
     Json modelled = Json::object();
     if (f.modelled) {
         for (const vxsim::LinkModel& link :

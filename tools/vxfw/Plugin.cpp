@@ -9,6 +9,7 @@
 #include <fstream>
 
 #include "vxfw/HostSeam.h"
+#include "vxfw/Tracing.h"
 #include "vxsensor/vx_extension.h"
 
 namespace vxfw {
@@ -50,6 +51,7 @@ std::string configured(const std::string& key) {
 }
 
 void registerGroup(uint16_t group, const uint8_t* records, uint32_t size, void* failed) {
+    tracing::deviceGroup(group, records, size);
     vx_error* error = nullptr;
     vx_set_device_info_data(group, records, size, &error);
     if (error != nullptr) {
@@ -60,18 +62,18 @@ void registerGroup(uint16_t group, const uint8_t* records, uint32_t size, void* 
 
 }  // namespace
 
-std::unique_ptr<DevicePlugin> DevicePlugin::load(const std::string& path) {
+std::unique_ptr<DevicePlugin> DevicePlugin::load(const std::string& path, const char* entryName,
+                                                 std::optional<bool> virtualTime) {
     // Kept loaded until the process ends: error objects and texts of the plugin's host may
     // outlive any scope of vxfw's.
     void* library = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) {
         throw UsageError("cannot load device plugin " + path + ": " + ::dlerror());
     }
-    const auto entry =
-        reinterpret_cast<vx_device_plugin_entry_fn>(::dlsym(library, VX_DEVICE_PLUGIN_ENTRY));
+    const auto entry = reinterpret_cast<vx_device_plugin_entry_fn>(::dlsym(library, entryName));
     const vx_device_plugin* table = entry != nullptr ? entry(nullptr) : nullptr;
     if (table == nullptr) {
-        throw UsageError(path + " is no device plugin: it exports no " VX_DEVICE_PLUGIN_ENTRY);
+        throw UsageError(path + " is no device plugin: it exports no " + entryName);
     }
     if (table->abi_version != VX_DEVICE_PLUGIN_ABI || table->host == nullptr ||
         table->open == nullptr || table->close == nullptr || table->list == nullptr ||
@@ -80,32 +82,39 @@ std::unique_ptr<DevicePlugin> DevicePlugin::load(const std::string& path) {
                          std::to_string(table->abi_version) + ", vxfw takes version " +
                          std::to_string(VX_DEVICE_PLUGIN_ABI) + " with every function set");
     }
-    seam::attach(table->host);
+    vx_device_plugin copy = *table;
+    if (virtualTime) copy.virtual_time = *virtualTime ? 1 : 0;
+    seam::attach(tracing::hostFor(copy));
     if (table->device_groups != nullptr) {
         std::string failed;
         table->device_groups(registerGroup, &failed);
         if (!failed.empty()) throw UsageError(path + ": device groups refused: " + failed);
     }
-    return std::unique_ptr<DevicePlugin>(new DevicePlugin(path, table));
+    return std::unique_ptr<DevicePlugin>(new DevicePlugin(path, library, copy));
+}
+
+void* DevicePlugin::symbol(const char* name) const {
+    return ::dlsym(library_, name);
 }
 
 // The emulator beside vxfw: named by VXFW_SIM_PLUGIN; next to the build tree's vxfw; in the
 // install's library directory relative to vxfw; wherever the dynamic linker finds it.
-std::unique_ptr<DevicePlugin> DevicePlugin::loadEmulator() {
-    if (!env("VXFW_SIM_PLUGIN").empty()) return load(env("VXFW_SIM_PLUGIN"));
+std::unique_ptr<DevicePlugin> DevicePlugin::loadEmulator(const char* entry,
+                                                         std::optional<bool> virtualTime) {
+    if (!env("VXFW_SIM_PLUGIN").empty()) return load(env("VXFW_SIM_PLUGIN"), entry, virtualTime);
     const std::string self = executablePath();
     std::vector<std::string> candidates;
     const std::string dir = self.substr(0, self.find_last_of('/'));
     if (dir == VXFW_BUILD_DIR) candidates.push_back(VXFW_BUILD_SIM_PLUGIN);
     candidates.push_back(dir + "/" VXFW_BIN_TO_LIB "/" VXFW_SIM_PLUGIN_NAME);
     for (const std::string& candidate : candidates) {
-        if (::access(candidate.c_str(), R_OK) == 0) return load(candidate);
+        if (::access(candidate.c_str(), R_OK) == 0) return load(candidate, entry, virtualTime);
     }
     try {
-        return load(VXFW_SIM_PLUGIN_NAME);
+        return load(VXFW_SIM_PLUGIN_NAME, entry, virtualTime);
     } catch (const UsageError& e) {
         throw UsageError(std::string("the camera emulator is not installed (") + e.what() +
-                         "); --sim needs it");
+                         "); --sim and --replay need it");
     }
 }
 
@@ -119,13 +128,15 @@ std::vector<Listing> DevicePlugin::list() const {
              text(camera->connection_type), text(camera->firmware_version),
              text(camera->isp_version)});
     };
-    if (table_->list(found, &cameras, error, sizeof error) != 0) {
+    if (table_.list(found, &cameras, error, sizeof error) != 0) {
         throw UsageError(path_ + " cannot list its cameras: " + error);
     }
     return cameras;
 }
 
 ResolvedChoice resolve(const DeviceChoice& choice) {
+    // A replay's camera is its trace, whatever else the command line names.
+    if (tracing::replaying()) return tracing::replaySource();
     if (!choice.sim.empty()) return {DevicePlugin::loadEmulator(), choice.sim};
     std::string path = choice.plugin;
     if (path.empty()) path = env("VXFW_DEVICE_PLUGIN");
@@ -149,10 +160,12 @@ CameraSession::CameraSession(const DevicePlugin& plugin, const std::string& sele
     if (device_ == nullptr) {
         throw UsageError("cannot open camera '" + selector + "': " + error);
     }
+    tracing::cameraOpened(describe());
 }
 
 CameraSession::~CameraSession() {
     if (device_ == nullptr) return;
+    tracing::cameraClosing(plugin_, device_);
     char error[kErrorSize] = {};
     plugin_.table().close(device_, error, sizeof error);
 }
@@ -172,6 +185,7 @@ void CameraSession::close() {
     char error[kErrorSize] = {};
     vx_device_t* device = device_;
     device_ = nullptr;
+    tracing::cameraClosing(plugin_, device);
     if (plugin_.table().close(device, error, sizeof error) != 0) {
         throw UsageError(std::string("closing the camera: ") + error);
     }

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -34,21 +35,29 @@ class DevicePlugin {
 public:
     // UsageError when the file cannot be loaded or holds no plugin of this interface version.
     // The host seam is attached to it and its device groups are registered with the library.
-    static std::unique_ptr<DevicePlugin> load(const std::string& path);
-    // The emulator, found beside vxfw (see Plugin.cpp for where it is looked for).
-    static std::unique_ptr<DevicePlugin> loadEmulator();
+    // `entry` names the function that returns the table; `virtualTime`, when given, replaces
+    // the table's own (a replay runs at the pace of the source it recorded).
+    static std::unique_ptr<DevicePlugin> load(const std::string& path,
+                                              const char* entry = VX_DEVICE_PLUGIN_ENTRY,
+                                              std::optional<bool> virtualTime = std::nullopt);
+    // The emulator's library, found beside vxfw (see Plugin.cpp for where it is looked for).
+    static std::unique_ptr<DevicePlugin> loadEmulator(
+        const char* entry = VX_DEVICE_PLUGIN_ENTRY, std::optional<bool> virtualTime = std::nullopt);
 
-    const vx_device_plugin& table() const { return *table_; }
+    const vx_device_plugin& table() const { return table_; }
     std::string path() const { return path_; }
+    // Another function the plugin's library exports, or nullptr.
+    void* symbol(const char* name) const;
     // UsageError when the plugin cannot list.
     std::vector<Listing> list() const;
 
 private:
-    DevicePlugin(std::string path, const vx_device_plugin* table)
-        : path_(std::move(path)), table_(table) {}
+    DevicePlugin(std::string path, void* library, const vx_device_plugin& table)
+        : path_(std::move(path)), library_(library), table_(table) {}
 
     std::string path_;
-    const vx_device_plugin* table_;
+    void* library_;
+    vx_device_plugin table_;
 };
 
 // Where the camera comes from, as the command line, the environment and the configuration say.

@@ -7,6 +7,7 @@
 
 #include "vxfw/Commands.h"
 #include "vxfw/ExitCodes.h"
+#include "vxfw/Tracing.h"
 #include "vxsensor/vx_extension.h"
 
 namespace {
@@ -34,9 +35,17 @@ int main(int argc, char** argv) {
         "--version",
         std::string("vxfw " VXFW_VERSION " (libvxsensor_ext commit ") + vx_get_commit_hash() + ")");
     app.require_subcommand(1);
+    app.add_option_function<std::string>(
+        "--record", vxfw::tracing::recordTo,
+        "Record the command's conversation with the camera into TRACE (before the command)");
+    app.add_option_function<std::string>(
+        "--replay", vxfw::tracing::replayFrom,
+        "Take the camera from TRACE, strictly in order (before the command); exit 9 when the "
+        "library's host calls differ from the recorded ones");
     int exitCode = vxfw::kOk;
     vxfw::registerFileCommands(app, exitCode);
     vxfw::registerDeviceCommands(app, exitCode);
+    vxfw::tracing::registerReplayCommand(app, exitCode);
     if (argc > 1 && unknownCommand(app, argv[1])) return vxfw::kBadArguments;
     try {
         app.parse(argc, argv);
@@ -58,5 +67,5 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "vxfw: %s\n", e.what());
         return vxfw::kInternalError;
     }
-    return exitCode;
+    return vxfw::tracing::finish(app, std::vector<std::string>(argv + 1, argv + argc), exitCode);
 }

@@ -61,6 +61,10 @@ struct Request {
 // nullopt when the bytes cannot be a request (too short for the header, wrong magic).
 std::optional<Request> parseRequest(const std::vector<uint8_t>& bytes);
 
+// One line for people: the opcode's name, the request id and the payload's fields by name
+// ("WRITE_FLASH id=7 offset=0x00100000 data=512 bytes"); what cannot be a request says so.
+std::string describeRequest(const std::vector<uint8_t>& bytes);
+
 std::vector<uint8_t> makeResponse(uint16_t opcode, uint16_t requestId, uint16_t status,
                                   const std::vector<uint8_t>& data = {});
 
