@@ -92,6 +92,24 @@ bool ReplayEngine::same(const Entry& expected, const Entry& seen) {
     return true;
 }
 
+// Questions about the camera's identity change nothing on the camera and get the same answer
+// however often they are asked, so a program that asks them more or fewer times, or elsewhere,
+// is still the recorded run. What is ordered is the conversation with the camera.
+bool ReplayEngine::isIdentity(Call call) {
+    return call != Call::Send && call != Call::Structured;
+}
+
+const Entry* ReplayEngine::answer(const Entry& recorded, vx_error** error) {
+    if (recorded.thrown) throw std::runtime_error(*recorded.thrown);
+    if (recorded.error) {
+        if (error != nullptr) {
+            *error = host::newError(recorded.error->message, recorded.error->function);
+        }
+        return nullptr;
+    }
+    return &recorded;
+}
+
 const Entry* ReplayEngine::serve(const Entry& seen, vx_error** error) {
     const auto refuse = [&](const std::string& why) -> const Entry* {
         if (error != nullptr) *error = host::newError(why, vxtrace::hostFunctionName(seen.call));
@@ -101,19 +119,32 @@ const Entry* ReplayEngine::serve(const Entry& seen, vx_error** error) {
         return refuse("replay of " + name_ + " stopped at entry " +
                       std::to_string(divergence_->index + 1));
     }
-    if (next_ >= trace_.entries.size() || !same(trace_.entries[next_], seen)) {
-        divergence_ = Divergence{next_, seen};
-        return refuse("replay of " + name_ + " diverged at entry " + std::to_string(next_ + 1));
-    }
-    const Entry& recorded = trace_.entries[next_++];
-    if (recorded.thrown) throw std::runtime_error(*recorded.thrown);
-    if (recorded.error) {
-        if (error != nullptr) {
-            *error = host::newError(recorded.error->message, recorded.error->function);
+    const std::vector<Entry>& entries = trace_.entries;
+    if (isIdentity(seen.call)) {
+        if (next_ < entries.size() && same(entries[next_], seen)) {
+            return answer(entries[next_++], error);
         }
-        return nullptr;
+        // Asked where the recording did not: the answer it had nearest before, else after.
+        for (size_t i = std::min(next_, entries.size()); i-- > 0;) {
+            if (same(entries[i], seen)) return answer(entries[i], error);
+        }
+        for (size_t i = next_; i < entries.size(); ++i) {
+            if (same(entries[i], seen)) return answer(entries[i], error);
+        }
+    } else {
+        while (next_ < entries.size() && isIdentity(entries[next_].call)) ++next_;
+        if (next_ < entries.size() && same(entries[next_], seen)) {
+            return answer(entries[next_++], error);
+        }
     }
-    return &recorded;
+    divergence_ = Divergence{next_, seen};
+    return refuse("replay of " + name_ + " diverged at entry " + std::to_string(next_ + 1));
+}
+
+bool ReplayEngine::finished() const {
+    return !divergence_ &&
+           std::all_of(trace_.entries.begin() + static_cast<std::ptrdiff_t>(next_),
+                       trace_.entries.end(), [](const Entry& e) { return isIdentity(e.call); });
 }
 
 vx_device_info* ReplayEngine::deviceInfo(vx_error** error) {
@@ -188,7 +219,7 @@ const char* ReplayEngine::extensionInfo(const char* key, vx_error** error) {
 
 std::string ReplayEngine::report() const {
     const std::string total = std::to_string(trace_.entries.size());
-    if (!divergence_ && next_ == trace_.entries.size()) {
+    if (finished()) {
         return "Replay: all " + total + " recorded host calls served in order";
     }
     if (!divergence_) {
@@ -244,6 +275,10 @@ uint64_t ReplayCamera::served() const {
 
 bool ReplayCamera::diverged() const {
     return engine_->diverged();
+}
+
+bool ReplayCamera::matched() const {
+    return engine_->finished();
 }
 
 std::string ReplayCamera::report() const {

@@ -18,6 +18,8 @@ public:
     uint64_t served() const { return next_; }
     uint64_t entries() const { return trace_.entries.size(); }
     bool diverged() const { return divergence_.has_value(); }
+    // No divergence, and every recorded call with the camera served.
+    bool finished() const;
     std::string report() const;
 
     vx_device_info* deviceInfo(vx_error** error);
@@ -35,6 +37,8 @@ private:
     // the replay diverges here or did before.
     const vxtrace::Entry* serve(const vxtrace::Entry& seen, vx_error** error);
     bool same(const vxtrace::Entry& expected, const vxtrace::Entry& seen);
+    const vxtrace::Entry* answer(const vxtrace::Entry& recorded, vx_error** error);
+    static bool isIdentity(vxtrace::Call call);
 
     struct Divergence {
         size_t index = 0;  // of the expected entry, from 0

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 
 #include "common/DeviceInfo.h"
@@ -46,14 +47,22 @@ TEST(Replay, RecordedRunMatches) {
     vxsim::ReplayCamera camera(kTrace);
     readCustomerData(camera.handle());
     EXPECT_TRUE(camera.matched()) << camera.report();
-    EXPECT_EQ(camera.served(), 12u);
+    EXPECT_EQ(camera.served(), camera.entries());
 }
 
 TEST(Replay, ChangedAnswerDivergesWhereTheLibraryAsksOtherwise) {
     vxtrace::Trace trace = vxtrace::readTrace(kTrace);
-    // Entry 11 answers the length query: 0 bytes recorded, 4 now, so the library reads data
-    // where it finished the read before.
-    trace.entries[10].answer[10] = 4;
+    // The first send is the length query: 0 bytes recorded, 4 now, so the library reads data
+    // where it finished the read before, which the next entry recorded.
+    const auto query =
+        std::find_if(trace.entries.begin(), trace.entries.end(),
+                     [](const vxtrace::Entry& e) { return e.call == vxtrace::Call::Send; });
+    ASSERT_NE(query, trace.entries.end());
+    ASSERT_GT(query->answer.size(), 10u);
+    query->answer[10] = 4;
+    const std::string finish = "diverged at entry " +
+                               std::to_string(query - trace.entries.begin() + 2) + " of " +
+                               std::to_string(trace.entries.size()) + "\n";
     const std::string path = testing::TempDir() + "changed-answer.trace";
     vxtrace::writeTrace(path, trace);
 
@@ -62,11 +71,10 @@ TEST(Replay, ChangedAnswerDivergesWhereTheLibraryAsksOtherwise) {
     EXPECT_TRUE(camera.diverged());
     // Request ids count on across the tests of this process: the seen one is the run's own.
     EXPECT_THAT(camera.report(),
-                AllOf(HasSubstr("diverged at entry 12 of 12\n"
-                                "  expected: send FINISH_READ_DATA(19) id=2 words=2 "
-                                "property=0x41C, capacity 64\n"
-                                "            474d0200 13000200 1c040000\n"
-                                "  seen:     send READ_DATA(18) id="),
+                AllOf(HasSubstr(finish + "  expected: send FINISH_READ_DATA(19) id=2 words=2 "
+                                         "property=0x41C, capacity 64\n"
+                                         "            474d0200 13000200 1c040000\n"
+                                         "  seen:     send READ_DATA(18) id="),
                       HasSubstr(" words=6 property=0x41C offset=0 size=4, capacity 1024\n")));
 }
 
@@ -77,26 +85,35 @@ TEST(Replay, SpoiltTracesAreRefused) {
         std::string text = whole;
         return text.replace(text.find(from), from.size(), to);
     };
+    // Line numbers count from 1; the header is line 1, entry k line k + 1.
+    const auto lineOf = [&](size_t at) {
+        return std::to_string(
+            std::count(whole.begin(), whole.begin() + static_cast<long>(at), '\n') + 1);
+    };
+    const size_t lines = static_cast<size_t>(std::count(whole.begin(), whole.end(), '\n'));
+    const std::string finishRequest = "R00CABMAAgAcBAAA";
     const struct {
         const char* name;
         std::string text;
-        const char* message;
+        std::string message;
     } cases[] = {
         {"empty", "", "is empty: not a trace"},
         {"foreign", "{\"a\": 1}\n", "not a trace: its first line is no vxsensor-trace header"},
         {"newer", replaced("\"version\":1", "\"version\":2"),
          "trace format version 2; this build reads version 1"},
-        {"cut", whole.substr(0, whole.size() - 5), "is cut short: line 13 has no end"},
+        {"cut", whole.substr(0, whole.size() - 5),
+         "is cut short: line " + std::to_string(lines) + " has no end"},
         {"lost-lines", whole.substr(0, whole.rfind('\n', whole.size() - 2) + 1),
-         "is cut short: 11 of its 12 entries are there"},
+         "is cut short: " + std::to_string(lines - 2) + " of its " + std::to_string(lines - 1) +
+             " entries are there"},
         {"answer-byte", replaced("UkIBABMAAgAAAA==", "UkIBABMAAgABAA=="),
          "is damaged: its entries do not match the header's checksum"},
         {"not-json", whole.substr(0, second) + "{\"call\"\n" + whole.substr(second),
          "line 2 is not JSON"},
         {"deep", whole.substr(0, second) + std::string(50, '[') + "\n" + whole.substr(second),
          "line 2 nests deeper than a trace"},
-        {"bad-base64", replaced("R00CABMAAgAcBAAA", "R00CABMAAgAcBA=A"),
-         "line 13: \"request\" is not base64"},
+        {"bad-base64", replaced(finishRequest, "R00CABMAAgAcBA=A"),
+         "line " + lineOf(whole.find(finishRequest)) + ": \"request\" is not base64"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);

@@ -21,13 +21,18 @@ set(l840-update-faults update l840-firmware.fw
   --sim l840,fault=ERASE_FLASH@1:transport,fault=WRITE_FLASH@2:busy,fault=READ_FLASH@1:stale-id)
 
 set(here ${CMAKE_CURRENT_LIST_DIR})
+# The commands run elsewhere, so a VXFW relative to where this was started is made absolute.
+get_filename_component(VXFW "${VXFW}" ABSOLUTE BASE_DIR "${CMAKE_CURRENT_BINARY_DIR}")
 set(work ${CMAKE_CURRENT_BINARY_DIR}/record-traces)
 file(REMOVE_RECURSE ${work})
 file(MAKE_DIRECTORY ${work})
 file(COPY ${here}/files/customer-data.txt DESTINATION ${work})
 foreach(kind l840-firmware l5pro-firmware l5-image miromax-package l840-presets)
   execute_process(COMMAND ${VXFW} pack ${here}/files/${kind}.json -o ${kind}.fw
-    WORKING_DIRECTORY ${work} COMMAND_ERROR_IS_FATAL ANY OUTPUT_QUIET)
+    WORKING_DIRECTORY ${work} RESULT_VARIABLE code ERROR_VARIABLE err OUTPUT_QUIET)
+  if(NOT code EQUAL 0)
+    message(FATAL_ERROR "${VXFW} pack ${kind}: ${code}\n${err}")
+  endif()
 endforeach()
 foreach(name IN LISTS traces)
   execute_process(COMMAND ${VXFW} --record ${name}.trace ${${name}} WORKING_DIRECTORY ${work}
