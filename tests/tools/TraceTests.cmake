@@ -22,6 +22,11 @@ vx_record_replay(l5 0 update files-l5-image.bin --sim l5s)
 vx_record_replay(l5pro_install_failure 6 update device-l5pro.fw --sim l5pro,install=fail)
 vx_record_replay(miromax 0 update files-miromax-package.bin --sim ra-dk700v --json)
 vx_record_replay(l840_presets 0 presets device-presets.bin --sim l840,conn=USB2.0)
+vx_record_replay(l945se 0 update device-l840.fw --sim l945se)
+# An OpenNI image has no header: any 128 KiB are one.
+string(REPEAT "O" 131072 vx_openni_image)
+file(WRITE ${VX_TOOL_WORK}/trace-openni.bin "${vx_openni_image}")
+vx_record_replay(openni 0 update trace-openni.bin --sim openni)
 vx_record_replay(refused 3 update device-l840.fw --sim kovra-a)
 
 # A library that sends one different request: the boot component's erase asks for 1024 bytes
