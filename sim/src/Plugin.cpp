@@ -2,13 +2,12 @@
 // cameras it lists, a selector is a camera description with session options (Session.h), and
 // its host functions are the emulator's own.
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <exception>
-#include <map>
 #include <memory>
 #include <string>
 
+#include "OpenCameras.h"
 #include "Session.h"
 #include "vxsim/plugin.h"
 
@@ -16,13 +15,9 @@ namespace {
 
 using vxsim::Session;
 
-std::map<vx_device_t*, std::unique_ptr<Session>>& sessions() {
-    static std::map<vx_device_t*, std::unique_ptr<Session>> open;
+vxsim::OpenCameras<Session>& sessions() {
+    static vxsim::OpenCameras<Session> open;
     return open;
-}
-
-void putError(char* text, size_t size, const std::string& message) {
-    if (text != nullptr && size > 0) std::snprintf(text, size, "%s", message.c_str());
 }
 
 int list(vx_device_found found, void* context, char* /*errorText*/, size_t /*errorSize*/) {
@@ -61,46 +56,38 @@ int list(vx_device_found found, void* context, char* /*errorText*/, size_t /*err
 }
 
 vx_device_t* open(const char* selector, char* errorText, size_t errorSize) {
-    try {
-        auto session = std::make_unique<Session>(selector != nullptr ? selector : "");
-        vx_device_t* handle = session->handle();
-        sessions()[handle] = std::move(session);
-        return handle;
-    } catch (const std::exception& e) {
-        putError(errorText, errorSize, e.what());
-        return nullptr;
-    }
+    return sessions().open(
+        [&] { return std::make_unique<Session>(selector != nullptr ? selector : ""); }, errorText,
+        errorSize);
 }
 
 const char* describe(vx_device_t* device) {
     static std::string text;
-    const auto found = sessions().find(device);
-    text = found != sessions().end() ? found->second->describe() : std::string("unknown camera");
+    const Session* session = sessions().find(device);
+    text = session != nullptr ? session->describe() : std::string("unknown camera");
     return text.c_str();
 }
 
 const char* report(vx_device_t* device) {
     static std::string text;
-    const auto found = sessions().find(device);
-    text = found != sessions().end() ? found->second->report() : std::string();
+    const Session* session = sessions().find(device);
+    text = session != nullptr ? session->report() : std::string();
     return text.empty() ? nullptr : text.c_str();
 }
 
 int close(vx_device_t* device, char* errorText, size_t errorSize) {
-    const auto found = sessions().find(device);
-    if (found == sessions().end()) {
-        putError(errorText, errorSize, "no such emulated camera");
+    const std::unique_ptr<Session> session = sessions().take(device);
+    if (session == nullptr) {
+        vxsim::putError(errorText, errorSize, "no such emulated camera");
         return 1;
     }
-    int result = 0;
     try {
-        found->second->save();
+        session->save();
     } catch (const std::exception& e) {
-        putError(errorText, errorSize, e.what());
-        result = 1;
+        vxsim::putError(errorText, errorSize, e.what());
+        return 1;
     }
-    sessions().erase(found);
-    return result;
+    return 0;
 }
 
 void deviceGroups(vx_device_group_found found, void* context) {

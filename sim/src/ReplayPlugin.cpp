@@ -1,31 +1,25 @@
 // The replay source as a device plugin (vxsensor/vx_device_plugin.h): a selector names a trace
 // file, and the camera it opens is that trace (vxsim/Replay.h). The host functions are the
 // emulator's, which hand a replay camera's calls to it.
-#include <cstdio>
-#include <exception>
-#include <map>
 #include <memory>
 #include <string>
 
+#include "OpenCameras.h"
 #include "vxsim/Replay.h"
 #include "vxsim/plugin.h"
 
 namespace {
 
+using vxsim::putError;
 using vxsim::ReplayCamera;
 
-std::map<vx_device_t*, std::unique_ptr<ReplayCamera>>& cameras() {
-    static std::map<vx_device_t*, std::unique_ptr<ReplayCamera>> open;
+vxsim::OpenCameras<ReplayCamera>& cameras() {
+    static vxsim::OpenCameras<ReplayCamera> open;
     return open;
 }
 
 ReplayCamera* find(vx_device_t* device) {
-    const auto found = cameras().find(device);
-    return found != cameras().end() ? found->second.get() : nullptr;
-}
-
-void putError(char* text, size_t size, const std::string& message) {
-    if (text != nullptr && size > 0) std::snprintf(text, size, "%s", message.c_str());
+    return cameras().find(device);
 }
 
 // A trace is not found by looking around: it is named.
@@ -38,15 +32,8 @@ vx_device_t* open(const char* selector, char* errorText, size_t errorSize) {
         putError(errorText, errorSize, "the replay source opens a trace file: name it");
         return nullptr;
     }
-    try {
-        auto camera = std::make_unique<ReplayCamera>(selector);
-        vx_device_t* handle = camera->handle();
-        cameras()[handle] = std::move(camera);
-        return handle;
-    } catch (const std::exception& e) {
-        putError(errorText, errorSize, e.what());
-        return nullptr;
-    }
+    return cameras().open([&] { return std::make_unique<ReplayCamera>(selector); }, errorText,
+                          errorSize);
 }
 
 const char* describe(vx_device_t* device) {
@@ -64,7 +51,7 @@ const char* report(vx_device_t* device) {
 }
 
 int close(vx_device_t* device, char* errorText, size_t errorSize) {
-    if (cameras().erase(device) == 0) {
+    if (cameras().take(device) == nullptr) {
         putError(errorText, errorSize, "no such replay camera");
         return 1;
     }
