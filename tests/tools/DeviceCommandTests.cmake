@@ -56,13 +56,12 @@ function(vx_device_round_trip NAME STATE EXPECTED READBACK)
   cmake_parse_arguments(R "" "REJECT" "WRITE;READ;DEPENDS" ${ARGN})
   string(REPLACE ";" "@@" write "${R_WRITE}")
   string(REPLACE ";" "@@" read "${R_READ}")
-  string(REPLACE ";" "@@" emulator "${CMAKE_CROSSCOMPILING_EMULATOR}")
   set(extra)
   if(DEFINED R_REJECT)
     list(APPEND extra "-DREJECT_OUTPUT=${R_REJECT}")
   endif()
   add_test(NAME ${NAME} COMMAND ${CMAKE_COMMAND} -DTOOL=$<TARGET_FILE:vxfw>
-    "-DEMULATOR=${emulator}" "-DWRITE=${write}" "-DREAD=${read}" -DSTATE=${STATE}
+    "-DEMULATOR=${vx_emulator}" "-DWRITE=${write}" "-DREAD=${read}" -DSTATE=${STATE}
     -DEXPECTED=${EXPECTED} -DREADBACK=${READBACK} -DWORK_DIR=${VX_TOOL_WORK} ${extra}
     -P ${VX_DEVICE_DATA}/RoundTrip.cmake)
   set_tests_properties(${NAME} PROPERTIES LABELS tool)

@@ -1,24 +1,8 @@
 # vxfw as scripts and update systems drive it: JSON Lines from every command, dry runs that touch
 # nothing, interrupts that leave the camera explained. Files come from DeviceCommandTests.cmake.
-string(REPLACE ";" "@@" vx_emulator "${CMAKE_CROSSCOMPILING_EMULATOR}")
-
+# Every line of standard output must be a JSON object, the last one the result (JsonLines.cmake).
 function(vx_json_test)
-  cmake_parse_arguments(T "" "NAME;CODE;OUTPUT" "ARGS;DEPENDS" ${ARGN})
-  if(NOT DEFINED T_CODE)
-    set(T_CODE 0)
-  endif()
-  string(REPLACE ";" "@@" joined "${T_ARGS}")
-  set(extra)
-  if(DEFINED T_OUTPUT)
-    list(APPEND extra "-DEXPECT_OUTPUT=${T_OUTPUT}")
-  endif()
-  add_test(NAME ${T_NAME} COMMAND ${CMAKE_COMMAND} -DTOOL=$<TARGET_FILE:vxfw>
-    "-DEMULATOR=${vx_emulator}" "-DARGS=${joined}" -DEXPECT_CODE=${T_CODE} ${extra}
-    -DWORK_DIR=${VX_TOOL_WORK} -P ${CMAKE_CURRENT_SOURCE_DIR}/tools/JsonLines.cmake)
-  set_tests_properties(${T_NAME} PROPERTIES LABELS tool)
-  if(T_DEPENDS)
-    set_tests_properties(${T_NAME} PROPERTIES DEPENDS "${T_DEPENDS}")
-  endif()
+  vx_tool_test(${ARGN} SCRIPT JsonLines.cmake)
 endfunction()
 
 vx_json_test(NAME tool_json_update ARGS update device-l840.fw --sim l840

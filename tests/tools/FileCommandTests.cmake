@@ -58,9 +58,8 @@ vx_tool_test(NAME tool_update_empty ARGS update files-empty.bin --sim l840 CODE 
   DEPENDS tool_pack_empty_allowed)
 
 # What inspect says of every packable file for every model is what update then does.
-string(REPLACE ";" "@@" emulator "${CMAKE_CROSSCOMPILING_EMULATOR}")
 add_test(NAME tool_verdicts_match_updates COMMAND ${CMAKE_COMMAND} -DTOOL=$<TARGET_FILE:vxfw>
-  "-DEMULATOR=${emulator}"
+  "-DEMULATOR=${vx_emulator}"
   "-DMANIFEST_DIRS=${PROJECT_SOURCE_DIR}/examples/sample@@${VX_FILES}@@${CMAKE_CURRENT_SOURCE_DIR}/tools/device@@${PROJECT_SOURCE_DIR}/fuzz/manifests"
   -DWORK_DIR=${CMAKE_CURRENT_BINARY_DIR}/tools/matrix
   -P ${CMAKE_CURRENT_SOURCE_DIR}/tools/VerdictMatrix.cmake)
