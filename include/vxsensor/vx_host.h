@@ -20,8 +20,16 @@ typedef struct vx_device vx_device_t;
 typedef struct vx_device_info vx_device_info;
 typedef struct vx_error vx_error;
 
+/* C gives these enums an int; C++ is told so. Device status codes that the library passes on
+ * unchanged are then values of the type in C++ as they are in C, and the layout is the same. */
+#ifdef __cplusplus
+#define VX_INT_ENUM : int
+#else
+#define VX_INT_ENUM
+#endif
+
 /* Progress of a data transfer (flash, raw data). */
-typedef enum VXDataTranState {
+typedef enum VXDataTranState VX_INT_ENUM {
     VX_DATA_TRAN_STATE_TRANSFERRING = 0,   /* one chunk transferred */
     VX_DATA_TRAN_STATE_VERIFYING = 1,      /* one chunk read back and found equal */
     VX_DATA_TRAN_STATE_DONE = 2,           /* the whole transfer is done */
@@ -32,7 +40,7 @@ typedef enum VXDataTranState {
 } VXDataTranState;
 
 /* Progress of a firmware or preset update, reported with a message and a percentage. */
-typedef enum VXUpgradeState {
+typedef enum VXUpgradeState VX_INT_ENUM {
     VX_UPGRADE_STATE_STAGE_DONE = 7,           /* first stage finished: reboot and update again */
     VX_UPGRADE_STATE_DONE_WITH_DUPLICATES = 6, /* finished, duplicated presets ignored */
     VX_UPGRADE_STATE_VERIFY_DONE = 5,
