@@ -44,7 +44,7 @@ TEST_F(PresetsTest, ThreeFilesLandInFlashBetweenClearAndFinish) {
                                    std::vector<uint8_t>(vxsim::kPresetAreaSize, 0));
     const UpgradeRecorder r =
         upload(*cam, {file(0x7F0000, 1), file(0x7F1000, 2), file(0x7F2000, 3)});
-    EXPECT_EQ(percents(r), (std::vector<int>{0, 20, 40, 60, 80, 100}));
+    ASSERT_EQ(percents(r), (std::vector<int>{0, 20, 40, 60, 80, 100}));
     EXPECT_EQ(r.reports.front(), (UpgradeReport{1, "Ready to update custom preset...", 0}));
     EXPECT_EQ(r.reports[2],
               (UpgradeReport{4, "Completed data transfer for custom preset file 1", 40}));

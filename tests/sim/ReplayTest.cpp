@@ -8,6 +8,7 @@
 
 #include "common/DeviceInfo.h"
 #include "common/Utils.h"
+#include "support/Scratch.h"
 #include "vxsensor/vx_extension.h"
 #include "vxsim/Replay.h"
 #include "vxtrace/Trace.h"
@@ -38,7 +39,7 @@ std::string textOf(const std::string& path) {
 }
 
 std::string written(const std::string& name, const std::string& text) {
-    const std::string path = testing::TempDir() + name;
+    const std::string path = scratchDir() + name;
     std::ofstream(path, std::ios::binary) << text;
     return path;
 }
@@ -63,7 +64,7 @@ TEST(Replay, ChangedAnswerDivergesWhereTheLibraryAsksOtherwise) {
     const std::string finish = "diverged at entry " +
                                std::to_string(query - trace.entries.begin() + 2) + " of " +
                                std::to_string(trace.entries.size()) + "\n";
-    const std::string path = testing::TempDir() + "changed-answer.trace";
+    const std::string path = scratchDir() + "changed-answer.trace";
     vxtrace::writeTrace(path, trace);
 
     vxsim::ReplayCamera camera(path);

@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "support/Scratch.h"
 #include "vxsim/Emulator.h"
 #include "vxsim/Wire.h"
 
@@ -24,11 +25,11 @@ inline std::vector<uint8_t> bytes(size_t size, uint8_t seed) {
     return out;
 }
 
-// A file in the test's temporary directory, removed when the object goes.
+// A file in the process's scratch directory, removed when the object goes.
 struct TempFile {
     std::string path;
     TempFile(const std::string& name, const std::vector<uint8_t>& content)
-        : path(::testing::TempDir() + name) {
+        : path(scratchDir() + name) {
         std::ofstream(path, std::ios::binary)
             .write(reinterpret_cast<const char*>(content.data()),
                    static_cast<std::streamsize>(content.size()));
