@@ -45,7 +45,7 @@ vx_tool_test(NAME tool_pack_oversized ARGS pack ${VX_FILES}/oversized-container.
   CODE 2 OUTPUT "would take 1280 MiB, more than the 1024 MiB")
 # A container without components: cameras take it and write nothing, so pack writes it only when
 # asked, inspect refuses it and update says so.
-vx_tool_test(NAME tool_pack_empty ARGS pack ${VX_FILES}/empty-container.json -o files-empty.bin
+vx_tool_test(NAME tool_pack_empty ARGS pack ${VX_FILES}/empty-container.json -o files-empty-no.bin
   CODE 2 OUTPUT "holds no component: nothing to write.*--allow-empty")
 vx_tool_test(NAME tool_pack_empty_allowed
   ARGS pack ${VX_FILES}/empty-container.json -o files-empty.bin --allow-empty

@@ -47,7 +47,7 @@ file(WRITE ${VX_TOOL_WORK}/trace-cut.trace "${vx_trace_cut}")
 vx_tool_test(NAME trace_cut_short CODE 2 ARGS replay trace-cut.trace
   OUTPUT "vxfw: trace-cut.trace is cut short: line [0-9]+ has no end")
 vx_tool_test(NAME trace_not_a_trace CODE 2
-  ARGS --replay ${VX_TRACES}/files/l5-image.json flash read 0 16 -o trace-out.bin --json
+  ARGS --replay ${VX_TRACES}/files/l5-image.json flash read 0 16 -o trace-not.bin --json
   OUTPUT "not a trace: its first line is no vxsensor-trace header")
 
 # The preloaded recorder around an application linked against the emulator, and its replay.
