@@ -236,6 +236,7 @@ std::optional<std::string> miroMaxProductName(uint16_t pid) {
 
 std::vector<std::string> miroMaxProductNames() {
     std::vector<std::string> names;
+    names.reserve(MiroMxaProductName.size());
     for (const auto& entry : MiroMxaProductName) names.push_back(entry.second);
     std::sort(names.begin(), names.end());
     return names;

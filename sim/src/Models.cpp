@@ -228,10 +228,9 @@ const ModelInfo& parse(const std::string& description, Options& options) {
             // Only links the emulator can model: the library judges the text, and a typo would
             // otherwise pass as an unknown USB link.
             if (!linkPreset(value)) {
-                std::string known;
-                for (const LinkModel& link : linkPresets()) known += " " + link.name;
-                refuse(description,
-                       "unknown connection type '" + value + "' (known:" + known + ")");
+                std::string message = "unknown connection type '" + value + "' (known:";
+                for (const LinkModel& link : linkPresets()) message.append(" ").append(link.name);
+                refuse(description, message.append(")"));
             }
             options.connection = linkPreset(value)->name;
         } else if (key == "fw") {

@@ -452,6 +452,7 @@ ExitCode presets(Run& run, vx_device_t* device, const std::vector<std::string>& 
     if (paths.size() > UINT8_MAX) throw UsageError("at most 255 preset files");
     if (dryRun) {
         std::vector<std::vector<uint8_t>> files;
+        files.reserve(paths.size());
         for (const std::string& path : paths) files.push_back(readInput(path));
         seam::setDryRun(true);
         libvxsensor::LiveDevice camera(device);

@@ -137,7 +137,10 @@ std::vector<Listing> DevicePlugin::list() const {
 ResolvedChoice resolve(const DeviceChoice& choice) {
     // A replay's camera is its trace, whatever else the command line names.
     if (tracing::replaying()) return tracing::replaySource();
-    if (!choice.sim.empty()) return {DevicePlugin::loadEmulator(), choice.sim};
+    if (!choice.sim.empty()) {
+        std::unique_ptr<DevicePlugin> emulator = DevicePlugin::loadEmulator();
+        return {std::move(emulator), choice.sim};
+    }
     std::string path = choice.plugin;
     if (path.empty()) path = env("VXFW_DEVICE_PLUGIN");
     if (path.empty()) path = configured("device-plugin");
@@ -150,7 +153,8 @@ ResolvedChoice resolve(const DeviceChoice& choice) {
     std::string selector = choice.device;
     if (selector.empty()) selector = env("VXFW_DEVICE");
     if (selector.empty()) selector = configured("device");
-    return {DevicePlugin::load(path), selector};
+    std::unique_ptr<DevicePlugin> plugin = DevicePlugin::load(path);
+    return {std::move(plugin), std::move(selector)};
 }
 
 CameraSession::CameraSession(const DevicePlugin& plugin, const std::string& selector)

@@ -10,7 +10,7 @@
 namespace vxfw {
 
 std::string nextStep(ExitCode exit, bool cameraGone) {
-    const std::string again = "run the same command again";
+    std::string again = "run the same command again";
     if (cameraGone && (exit == kTransferFailed || exit == kDeviceFailure)) {
         return "the camera stopped answering (its power or its cable?): once it is back, " + again;
     }

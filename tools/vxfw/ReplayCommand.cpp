@@ -92,7 +92,7 @@ Command prepare(const vxtrace::Trace& trace, const std::string& tracePath, const
         if (input && !file->carried) {
             path = findFile(*file, tracePath);
         } else if (input && !writeWholeFile(path, file->bytes, error)) {
-            throw UsageError("cannot write " + path + ": " + error);
+            throw UsageError(std::string("cannot write ").append(path).append(": ").append(error));
         }
         c.args.push_back(path);
         c.renamed.emplace_back(path, recorded);

@@ -166,7 +166,8 @@ ResolvedChoice replaySource() {
         if (error != nullptr) {
             const std::string why = vx_error_get_message(error);
             vx_delete_error(error);
-            throw UsageError(path + ": its device groups are refused: " + why);
+            throw UsageError(
+                std::string(path).append(": its device groups are refused: ").append(why));
         }
     }
     return {std::move(plugin), path};

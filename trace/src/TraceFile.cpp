@@ -17,7 +17,7 @@ using codec::Json;
 // Far beyond the trace of the largest update (see docs/trace-format.md for the figures), and
 // small enough that a hostile file cannot make a 32-bit reader run out of address space.
 constexpr uint64_t kMaxTraceBytes = 512ull << 20;
-constexpr size_t kFileChunk = 48 * 1024;
+constexpr size_t kFileChunk = size_t{48} * 1024;
 
 std::string dumpLine(const Json& line) {
     // Texts from hosts and cameras may hold anything: invalid UTF-8 is replaced, not refused.
