@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # Builds and runs the whole test suite natively (the fuzz targets among it, as replay programs over
-# their seeds and regression inputs), checks the formatting, runs the suite again with
-# AddressSanitizer and UndefinedBehaviorSanitizer (clang), runs the end-to-end tests under
-# valgrind, runs each fuzz target for a bounded time, cross-builds for 32-bit ARM and runs the
-# suite under qemu-arm, then builds the Debian packages for both and checks them
-# (scripts/packages.sh), and rolls a firmware update out through Debian's Mender client with the
-# packaged update module (scripts/mender.sh, as root). Installs missing Debian packages first.
+# their seeds and regression inputs), checks the formatting and runs the clang-tidy checks, runs
+# the suite again with AddressSanitizer and UndefinedBehaviorSanitizer (clang), runs the
+# end-to-end tests under valgrind, runs each fuzz target for a bounded time, cross-builds for
+# 32-bit ARM and runs the suite under qemu-arm, then builds the Debian packages for both and checks
+# them (scripts/packages.sh), and rolls a firmware update out through Debian's Mender client with
+# the packaged update module (scripts/mender.sh, as root). Installs missing Debian packages first.
 #   scripts/test.sh            everything
 #   scripts/test.sh native     the native build and its tests only
 set -euo pipefail
@@ -27,6 +27,9 @@ echo "== Formatting (clang-format, the style in .clang-format)"
 need_checks
 find include src sim trace tools tests fuzz bench examples \( -name '*.cpp' -o -name '*.h' \) -print0 |
     xargs -0 clang-format --dry-run --Werror
+
+echo "== clang-tidy (the checks in .clang-tidy)"
+bash scripts/tidy.sh
 
 echo "== Sanitizer build (clang, AddressSanitizer + UndefinedBehaviorSanitizer)"
 CC=clang CXX=clang++ cmake -S . -B build/sanitize -DCMAKE_BUILD_TYPE=RelWithDebInfo \
