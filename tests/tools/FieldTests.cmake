@@ -1,8 +1,8 @@
 # vxfw as scripts and update systems drive it: JSON Lines from every command, dry runs that touch
 # nothing, interrupts that leave the camera explained. Files come from DeviceCommandTests.cmake.
-# Every line of standard output must be a JSON object, the last one the result (JsonLines.cmake).
+# Every line of standard output must be a JSON object, the last one the result (RunTool.cmake).
 function(vx_json_test)
-  vx_tool_test(${ARGN} SCRIPT JsonLines.cmake)
+  vx_tool_test(${ARGN} JSON)
 endfunction()
 
 vx_json_test(NAME tool_json_update ARGS update device-l840.fw --sim l840
